@@ -1,0 +1,17 @@
+#include "platform/file_lock.h"
+
+#include "platform/os.h"
+
+namespace platform {
+
+void* open_lock_file(const wchar_t* path, std::uint32_t& error) noexcept {
+  error = injected_failure(Call::open);
+  return error == 0 ? os::open_lock_file(path, error) : no_file;
+}
+
+bool lock_first_byte(void* file, std::uint32_t& error) noexcept {
+  error = injected_failure(Call::lock);
+  return error == 0 && os::lock_first_byte(file, error);
+}
+
+}  // namespace platform

@@ -1,0 +1,63 @@
+#include "platform/library.h"
+
+#include <algorithm>
+#include <cwchar>
+
+#include "platform/os.h"
+
+namespace platform {
+namespace {
+
+/// Where the root of `path` ends whose first separator at `at` belongs to it: that one stays.
+bool ends_root(const wchar_t* path, std::size_t at) noexcept {
+  if (at == 0) return true;
+  if (path_separator != L'\\') return false;
+  return (at == 2 && path[1] == L':') || (at == 1 && path[0] == path_separator);
+}
+
+/// Hands out a test's name as the system hands out a real one.
+std::uint32_t copy_name(const std::wstring& name, wchar_t* buffer, std::uint32_t size) noexcept {
+  if (size == 0) return 0;
+  const std::size_t length = std::min<std::size_t>(name.size(), size - 1);
+  std::copy_n(name.data(), length, buffer);
+  buffer[length] = L'\0';
+  return name.size() < size ? static_cast<std::uint32_t>(length) : size;
+}
+
+std::optional<std::wstring> name_from_seam(module_handle module, std::uint32_t& error) noexcept {
+  Seam* const installed = seam();
+  if (installed == nullptr) return std::nullopt;
+  if (module == nullptr) return installed->executable_name(error);
+  if (module == own_module()) return installed->own_module_name(error);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::uint32_t module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
+                               std::uint32_t& error) noexcept {
+  error = 0;
+  if (const auto name = name_from_seam(module, error)) return copy_name(*name, buffer, size);
+  return os::module_file_name(module, buffer, size, error);
+}
+
+bool remove_file_spec(wchar_t* path) noexcept {
+  wchar_t* const last = std::wcsrchr(path, path_separator);
+  if (last == nullptr) return false;
+  const auto at = static_cast<std::size_t>(last - path);
+  wchar_t* const cut = ends_root(path, at) ? last + 1 : last;
+  const bool removes = *cut != L'\0';
+  *cut = L'\0';
+  return removes;
+}
+
+bool add_separator(wchar_t* path, std::uint64_t size) noexcept {
+  const std::size_t length = std::wcslen(path);
+  if (length == 0 || path[length - 1] == path_separator) return true;
+  if (length + 2 > size) return false;
+  path[length] = path_separator;
+  path[length + 1] = L'\0';
+  return true;
+}
+
+}  // namespace platform

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "platform/directory_changes.h"
+#include "platform/library.h"
+#include "platform/seam.h"
+
+/// What lies below the contracts: the system's own calls, one definition in windows/ and one in
+/// posix/. Only the shared sources of this folder call them, after they have consulted the seam.
+namespace platform::os {
+
+std::int64_t now_ticks() noexcept;
+std::uint32_t now_milliseconds() noexcept;
+bool is_elevated() noexcept;
+std::string error_text(std::uint32_t number);
+bool submit_to_pool(void (*callback)(void*), void* context) noexcept;
+
+std::uint32_t utf8_to_wide(const char* text, wchar_t* buffer, std::uint32_t size,
+                           std::uint32_t& error) noexcept;
+std::uint32_t wide_to_utf8(const wchar_t* text, char* buffer, std::uint32_t size,
+                           std::uint32_t& error) noexcept;
+
+/// The form of `path` that the runtime's streams can open, however long it is.
+std::filesystem::path openable(const std::filesystem::path& path);
+void* open_lock_file(const wchar_t* path, std::uint32_t& error) noexcept;
+bool lock_first_byte(void* file, std::uint32_t& error) noexcept;
+
+directory_reader* open_directory(const wchar_t* path, std::uint32_t& error) noexcept;
+bool start_reading(directory_reader* reader, void* buffer, std::uint32_t size, std::uint32_t filter,
+                   std::uint32_t& error) noexcept;
+
+std::uint32_t module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
+                               std::uint32_t& error) noexcept;
+
+}  // namespace platform::os
+
+namespace platform {
+
+/// The number that a test wants this call to fail with, 0 for none.
+inline std::uint32_t injected_failure(Call call) noexcept {
+  Seam* const installed = seam();
+  return installed != nullptr ? installed->fail(call) : 0;
+}
+
+}  // namespace platform

@@ -1,0 +1,138 @@
+#include "platform/directory_changes.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/error_text.h"
+#include "platform/os.h"
+#include "platform/posix/InotifyRecords.h"
+#include "platform/posix/event_fd.h"
+#include "platform/posix/native_path.h"
+
+namespace platform {
+namespace {
+
+constexpr std::uint32_t error_access_denied = 5;
+
+/// As many as the other system can wait for, beside the stop event.
+constexpr std::size_t most_readers = 63;
+
+/// How long the second half of a rename may take after the first. The system queues them one after
+/// the other, but not at once, and says nowhere that the second won't come.
+constexpr int half_rename_milliseconds = 10;
+
+}  // namespace
+
+class directory_reader {
+ public:
+  directory_reader(int folder, int events) noexcept : folder_(folder), events_(events) {}
+  directory_reader(const directory_reader&) = delete;
+  directory_reader& operator=(const directory_reader&) = delete;
+
+  ~directory_reader() {
+    close(events_);
+    close(folder_);
+  }
+
+  std::uint32_t start(void* buffer, std::uint32_t size, std::uint32_t filter) {
+    if (!records_) {
+      if (!watch(filter)) return from_errno(errno);
+      records_.emplace(filter);
+    }
+    if (records_->ended() && records_->empty()) return error_access_denied;
+    buffer_ = buffer;
+    size_ = size;
+    return 0;
+  }
+
+  /// What to poll: nothing without a read in progress, or the poll would never rest.
+  int descriptor() const noexcept { return buffer_ != nullptr ? events_ : -1; }
+
+  /// Completes the read in progress if there is anything to tell.
+  bool complete() {
+    if (buffer_ == nullptr) return false;
+    if (records_->empty()) take_events();
+    if (records_->empty()) return false;
+    records_->fill(buffer_, size_);
+    buffer_ = nullptr;
+    return true;
+  }
+
+ private:
+  /// By the open folder and not by its name, which may have gone to another folder meanwhile. From
+  /// here on the system keeps the changes, between two reads too; the first filter rules.
+  bool watch(std::uint32_t filter) const {
+    const std::string path = "/proc/self/fd/" + std::to_string(folder_);
+    return inotify_add_watch(events_, path.c_str(), InotifyRecords::mask_of(filter)) >= 0;
+  }
+
+  void take_events() {
+    while (take_some() && more_comes()) {
+    }
+    records_->settle();
+  }
+
+  /// True if the first half of a rename came last.
+  bool take_some() {
+    alignas(inotify_event) char events[4096];
+    const ssize_t size = read(events_, events, sizeof events);
+    return size > 0 && records_->take(events, static_cast<std::size_t>(size));
+  }
+
+  bool more_comes() const noexcept {
+    pollfd descriptor{events_, POLLIN, 0};
+    return poll(&descriptor, 1, half_rename_milliseconds) > 0;
+  }
+
+  int folder_;
+  int events_;
+  std::optional<InotifyRecords> records_;
+  void* buffer_ = nullptr;
+  std::uint32_t size_ = 0;
+};
+
+directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) noexcept {
+  error = 0;
+  const int folder = open(to_native(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int events = folder >= 0 ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1;
+  if (events >= 0) return new directory_reader(folder, events);
+  error = from_errno(errno);
+  if (folder >= 0) close(folder);
+  return nullptr;
+}
+
+bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,
+                       std::uint32_t filter, std::uint32_t& error) noexcept {
+  error = reader->start(buffer, size, filter);
+  return error == 0;
+}
+
+void close_directory(directory_reader* reader) noexcept {
+  delete reader;
+}
+
+std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count,
+                             void* stop_event) noexcept {
+  if (count > most_readers) return no_reader;
+  pollfd descriptors[most_readers + 1];
+  for (std::size_t i = 0; i != count; ++i) descriptors[i] = {readers[i]->descriptor(), POLLIN, 0};
+  descriptors[count] = {event_descriptor(stop_event), POLLIN, 0};
+  for (;;) {
+    // What was kept from the last time shows in no descriptor, so the readers are asked first.
+    for (std::size_t i = 0; i != count; ++i) {
+      if (readers[i]->complete()) return i;
+    }
+    if (consume_event(stop_event)) return stop_signalled;
+    if (poll(descriptors, count + 1, -1) < 0 && errno != EINTR) return no_reader;
+  }
+}
+
+}  // namespace platform

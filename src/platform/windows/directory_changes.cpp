@@ -1,0 +1,90 @@
+#include "platform/directory_changes.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <new>
+
+#include "platform/os.h"
+#include "platform/windows/long_path.h"
+
+namespace platform {
+
+// The records come from the system in the form that the contract tells.
+static_assert(sizeof(change_record) == offsetof(FILE_NOTIFY_INFORMATION, FileName));
+static_assert(offsetof(change_record, action) == offsetof(FILE_NOTIFY_INFORMATION, Action));
+static_assert(offsetof(change_record, name_bytes) ==
+              offsetof(FILE_NOTIFY_INFORMATION, FileNameLength));
+
+class directory_reader {
+ public:
+  directory_reader() = default;
+  directory_reader(const directory_reader&) = delete;
+  directory_reader& operator=(const directory_reader&) = delete;
+
+  ~directory_reader() {
+    if (folder != INVALID_HANDLE_VALUE) {
+      abandon_read();
+      CloseHandle(folder);
+    }
+    if (event != nullptr) CloseHandle(event);
+  }
+
+  HANDLE folder = INVALID_HANDLE_VALUE;
+  HANDLE event = nullptr;
+  OVERLAPPED overlapped{};
+
+ private:
+  /// The system writes the buffer and `overlapped` until a read has ended, so its end is awaited
+  /// before they go. There is none to await if nothing was cancelled.
+  void abandon_read() {
+    DWORD transferred = 0;
+    if (CancelIoEx(folder, &overlapped)) {
+      GetOverlappedResult(folder, &overlapped, &transferred, TRUE);
+    }
+  }
+};
+
+directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) noexcept {
+  std::unique_ptr<directory_reader> reader(new (std::nothrow) directory_reader);
+  if (reader == nullptr) {
+    error = ERROR_OUTOFMEMORY;
+    return nullptr;
+  }
+  reader->folder = CreateFileW(
+      long_path(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
+  if (reader->folder != INVALID_HANDLE_VALUE) {
+    reader->event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  }
+  error = reader->event != nullptr ? 0 : GetLastError();
+  return error == 0 ? reader.release() : nullptr;
+}
+
+bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,
+                       std::uint32_t filter, std::uint32_t& error) noexcept {
+  reader->overlapped = {};
+  reader->overlapped.hEvent = reader->event;
+  const bool started = ReadDirectoryChangesW(reader->folder, buffer, size, FALSE, filter, nullptr,
+                                             &reader->overlapped, nullptr) != FALSE;
+  error = started ? 0 : GetLastError();
+  return started;
+}
+
+void close_directory(directory_reader* reader) noexcept {
+  delete reader;
+}
+
+std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count,
+                             void* stop_event) noexcept {
+  if (count >= MAXIMUM_WAIT_OBJECTS) return no_reader;
+  HANDLE handles[MAXIMUM_WAIT_OBJECTS];
+  for (std::size_t i = 0; i != count; ++i) handles[i] = readers[i]->event;
+  handles[count] = stop_event;
+  const DWORD signalled =
+      WaitForMultipleObjects(static_cast<DWORD>(count + 1), handles, FALSE, INFINITE);
+  if (signalled == WAIT_OBJECT_0 + count) return stop_signalled;
+  return signalled < WAIT_OBJECT_0 + count ? signalled - WAIT_OBJECT_0 : no_reader;
+}
+
+}  // namespace platform
