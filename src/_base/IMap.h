@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "_base/IEnum.h"
+#include "_base/abi.h"
+
+namespace zv {
+
+/// A map on the module's edge. Keys are wide strings that have a text: a key whose text pointer is
+/// null must not be given to any operation. Values are held by value; a pointer value isn't owned.
+/// Not synchronised.
+template <class K, class V>
+class IMap {
+ public:
+  /// 0, or 183 if the key is present: the stored value then stays.
+  virtual std::uint32_t Insert(const K& key, const V& value) = 0;
+  ABI_OVERLOADS_2(virtual V* Find(const K& key) = 0;, virtual const V* Find(const K& key) const = 0;)
+  /// 0 with a copy, or 1168.
+  virtual std::uint32_t Get(const K& key, V& value) const = 0;
+  /// Removes the entry under the enumerator, which moves on to the following one.
+  virtual void Erase(IEnum<K, V>* enumerator) = 0;
+  /// 0, or 1168.
+  virtual std::uint32_t Remove(const K& key) = 0;
+  /// A new enumerator on the first entry; the caller gives it back by its Release.
+  virtual IConstEnum<K, V>* GetConstEnum() const = 0;
+  virtual IEnum<K, V>* GetEnum() = 0;
+  virtual void Clear() = 0;
+  virtual std::uint64_t Count() const = 0;
+
+ protected:
+  ~IMap() = default;
+};
+
+}  // namespace zv

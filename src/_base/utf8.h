@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <system_error>
+
+/// UTF-8 to the platform's wide text and back. Input is read up to its first NUL. Malformed input
+/// is replaced by U+FFFD, never refused. The throwing forms raise std::system_error in the category
+/// "win_error" with the step that failed as text; the quiet forms set `error` and return an empty
+/// string.
+namespace zv {
+
+std::wstring to_wide(const std::string& text);
+std::wstring to_wide(const std::string& text, std::error_code& error) noexcept;
+std::string to_utf8(const std::wstring& text);
+std::string to_utf8(const std::wstring& text, std::error_code& error) noexcept;
+
+}  // namespace zv
