@@ -1,0 +1,15 @@
+#pragma once
+
+namespace zv::framework::details {
+
+/// Knows how to give a plug-in back.
+class iplugin_releaser {
+ public:
+  iplugin_releaser() = default;
+  iplugin_releaser(const iplugin_releaser&) = delete;
+  iplugin_releaser& operator=(const iplugin_releaser&) = delete;
+  virtual ~iplugin_releaser() = default;
+  virtual void release() = 0;
+};
+
+}  // namespace zv::framework::details

@@ -1,0 +1,65 @@
+#include "frame/load_exported_plugin.h"
+
+#include "_base/win_error.h"
+
+namespace zv::framework::details {
+
+namespace {
+
+using loaded_plugin = std::pair<std::unique_ptr<exported_plugin_releaser>, void*>;
+
+platform::module_handle load(const wchar_t* path, std::uint32_t& status) {
+  platform::module_handle module = platform::load_library(path, status);
+  // A second chance for a library whose own dependencies lie beside it.
+  if (module == nullptr && platform::is_absolute(path)) {
+    module = platform::load_library_with_altered_search_path(path, status);
+  }
+  return module;
+}
+
+}  // namespace
+
+loaded_plugin load_exported(const wchar_t* path, const wchar_t* name, const IID& id,
+                            std::uint32_t& status) {
+  const platform::module_handle module = load(path, status);
+  if (module == nullptr) return {};
+
+  const auto create =
+      reinterpret_cast<ZvCreateObject_t>(platform::find_symbol(module, "ZvCreateObject", status));
+  const auto destroy = create == nullptr
+                           ? nullptr
+                           : reinterpret_cast<ZvDestroyObject_t>(
+                                 platform::find_symbol(module, "ZvDestroyObject", status));
+  if (create == nullptr || destroy == nullptr) {
+    platform::unload_library(module);
+    return {};
+  }
+
+  IServPlugin* plugin = nullptr;
+  status = create(name, IID_IServPlugin, reinterpret_cast<void**>(&plugin));
+  if (status == win_error::success && plugin == nullptr) status = win_error::gen_failure;
+  if (status != win_error::success) {
+    platform::unload_library(module);
+    return {};
+  }
+
+  // From here on every failure winds back what stands, in the reverse order of its coming.
+  status = plugin->Init(nullptr);
+  if (status == win_error::success) {
+    status = plugin->Start();
+    if (status == win_error::success) {
+      if (void* const facet = plugin->QueryInterface(id)) {
+        return {std::make_unique<exported_plugin_releaser>(module, create, destroy, name, plugin),
+                facet};
+      }
+      status = win_error::gen_failure;
+      plugin->Stop();
+    }
+    plugin->UnInit();
+  }
+  destroy(name, plugin->QueryInterface(IID_IZvBaseInterface));
+  platform::unload_library(module);
+  return {};
+}
+
+}  // namespace zv::framework::details

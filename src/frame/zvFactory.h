@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+#include "_base/abi.h"
+#include "_base/win_error.h"
+#include "frame/IServPlugin.h"
+#include "frame/zvFactoryBase.h"
+
+namespace zv::framework {
+
+/// Bounded copy that always terminates, and unit-by-unit comparison, of a factory's names.
+void copy_factory_name(wchar_t* field, std::size_t size, const wchar_t* name) noexcept;
+bool same_factory_name(const wchar_t* a, const wchar_t* b) noexcept;
+
+}  // namespace zv::framework
+
+/// Makes the plug-in `T` under one name, as a counted singleton: all callers share one object,
+/// built by the first Create and destroyed by the Destroy that brings the count back to 0. A
+/// plug-in is built and destroyed under the factory's lock. Init is not counted here.
+template <class T>
+class zvFactory final : public zvFactoryBase {
+ public:
+  explicit zvFactory(const wchar_t* plugin_name) {
+    zv::framework::copy_factory_name(name, name_size, plugin_name);
+    zv::framework::copy_factory_name(alternate_name, name_size, L"");
+  }
+
+  void* Query(const IID& id) override {
+    if (instance != nullptr) {
+      if (void* const facet = instance->QueryInterface(id)) return facet;
+    }
+    return next != nullptr ? next->Query(id) : nullptr;
+  }
+
+  std::uint32_t Create(const wchar_t* wanted, IID id, void** out) override {
+    if (out == nullptr) return win_error::invalid_data;
+    *out = nullptr;
+    if (wanted == nullptr) return win_error::invalid_data;
+    // Before the name: a wrong id is refused by the first factory asked and never walks the chain.
+    if (!(id == IID_IServPlugin) && !(id == IID_IZvBaseInterface)) return win_error::invalid_data;
+    if (!IsNamed(wanted)) {
+      return next != nullptr ? next->Create(wanted, id, out) : win_error::not_found;
+    }
+
+    const std::lock_guard guard(lock);
+    // A count that surplus Destroy calls drove below zero builds nothing: it has to come back to
+    // zero first. Meant so.
+    if (ref_count == 0) instance = new T();
+    if (instance != nullptr) *out = instance->QueryInterface(id);
+    ++ref_count;
+    return *out != nullptr ? win_error::success : win_error::out_of_memory;
+  }
+
+  void Destroy(const wchar_t* wanted, void* object) override {
+    // Released by name; the object's value plays no part beyond not being null.
+    if (object == nullptr || wanted == nullptr || !IsNamed(wanted)) {
+      if (next != nullptr) next->Destroy(wanted, object);
+      return;
+    }
+
+    const std::lock_guard guard(lock);
+    if (--ref_count == 0) {
+      msvc_abi::destroy(instance);
+      instance = nullptr;
+    }
+  }
+
+ private:
+  static constexpr std::size_t name_size = 1024;
+
+  bool IsNamed(const wchar_t* wanted) const noexcept {
+    if (zv::framework::same_factory_name(wanted, name)) return true;
+    return alternate_name[0] != L'\0' && zv::framework::same_factory_name(wanted, alternate_name);
+  }
+
+  std::mutex lock;  ///< guards instance and ref_count
+  T* instance = nullptr;
+  std::int32_t ref_count = 0;
+  wchar_t name[name_size];
+  wchar_t alternate_name[name_size];
+};
