@@ -17,6 +17,8 @@ if(SPLICER_SANITIZE)
 endif()
 
 if(WIN32)
+  # Unoptimised tests have more sections than the plain object format can count.
+  add_compile_options(-Wa,-mbig-obj)
   # The product brings its runtime along: a host's folder holds no compiler's libraries.
   add_link_options(-static -static-libgcc -static-libstdc++)
 endif()

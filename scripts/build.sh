@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Configuring, building and testing one preset. Sourced by ./dev after say.sh.
 
 # Objects made in one clone serve another.

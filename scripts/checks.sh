@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The checks that look at the sources themselves. Sourced by ./dev after say.sh and build.sh.
 
 # Our C++ files, those not yet added to the repository included.
@@ -19,7 +20,7 @@ format_all() {
 # The rooms for what differs between platforms: src/platform, and the binary contract's header.
 check_platform_rooms() {
   local conditionals headers
-  cd "$root"
+  cd "$root" || return
   conditionals=$(our_files | grep '^src/' | grep -vE '^src/platform/|^src/_base/abi\.h$' |
     xargs grep -nE '^\s*#\s*(if|ifdef|ifndef|elif).*(_WIN32|_WIN64|__linux__|_MSC_VER|__MINGW32__)' || true)
   headers=$(our_files | grep '^src/' | grep -vE '^src/platform/windows/[^ ]*\.cpp$' |
@@ -33,7 +34,7 @@ check_platform_rooms() {
 # Includes run downwards; the module never looks into the kit or the tests.
 check_include_direction() {
   local upward
-  cd "$root"
+  cd "$root" || return
   upward=$({
     grep -rnE '#include "(devkit|tests|support|bench|fuzz)/' src
     grep -rnE '#include "(_base|frame|cloud|guardian|connect|push)/' src/platform
@@ -52,7 +53,7 @@ lint() {
   local build=$root/out/clang marks=$root/out/lint rules
   mkdir -p "$marks"
   rules=$(cat "$root/.clang-tidy" "$root/cmake/compile_options.cmake" | sha256sum | cut -c1-64)
-  cd "$build"
+  cd "$build" || return
   ninja -t deps |
     RULES=$rules awk -v root="$root/" '
       function flush() { if (source != "") print source "|" files; source = files = "" }
@@ -66,7 +67,7 @@ lint() {
       }
       END { flush() }' |
     grep -E '^(src|devkit|tests/support|fuzz)/[^|]*\.cpp\|' | sort -u >"$marks/sources"
-  cd "$root"
+  cd "$root" || return
   while IFS='|' read -r source files; do
     # shellcheck disable=SC2086  # a list of paths without spaces
     mark=$marks/$(cat $files 2>/dev/null | cat - <(echo "$rules $source") | sha256sum | cut -c1-64)

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # How the scripts talk: one line per step, quiet otherwise, and a failing step says how to mend it.
 # Sourced by ./dev; expects $root.
 

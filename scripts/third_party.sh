@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The libraries of the Windows build, cross-built from Debian's own sources (with Debian's patches,
 # which carry the security fixes) into one prefix. Each is made once; its stamp holds what it was
 # made from, so that a newer package or a changed recipe makes it anew.

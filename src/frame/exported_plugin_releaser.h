@@ -25,7 +25,7 @@ class exported_plugin_releaser final : public iplugin_releaser {
 
  private:
   platform::module_handle module;
-  ZvCreateObject_t create;
+  [[maybe_unused]] ZvCreateObject_t create;  ///< the other half of `destroy`
   ZvDestroyObject_t destroy;
   std::wstring name;
   IServPlugin* plugin;

@@ -1,0 +1,61 @@
+#include "devkit/cloud/CloudAdmin.h"
+
+#include <httplib.h>
+
+#include <stdexcept>
+
+namespace devkit {
+
+namespace {
+
+constexpr time_t patience_seconds = 10;
+
+httplib::Client connected(const std::string& address) {
+  httplib::Client client(address);
+  if (!client.is_valid()) {
+    throw std::runtime_error("the cloud's address is to be like http://127.0.0.1:47811, not " +
+                             address);
+  }
+  client.set_connection_timeout(patience_seconds);
+  client.set_read_timeout(patience_seconds);
+  return client;
+}
+
+nlohmann::json read(const httplib::Result& result, const std::string& address) {
+  if (!result) {
+    throw no_cloud("no development cloud answers at " + address +
+                   "; start one with \"splicectl cloud\", or name its address with --cloud");
+  }
+  if (result->status != 200) throw std::runtime_error("the cloud refuses: " + result->body);
+  nlohmann::json answer = nlohmann::json::parse(result->body, nullptr, false);
+  if (answer.is_discarded())
+    throw std::runtime_error("what answers at " + address + " is no development cloud");
+  return answer;
+}
+
+}  // namespace
+
+CloudAdmin::CloudAdmin(std::string address) : address_(std::move(address)) {}
+
+nlohmann::json CloudAdmin::info() const {
+  return read(connected(address_).Get("/admin/info"), address_);
+}
+
+nlohmann::json CloudAdmin::requests(std::uint64_t after) const {
+  const std::string path = "/admin/requests?after=" + std::to_string(after);
+  return read(connected(address_).Get(path), address_);
+}
+
+nlohmann::json CloudAdmin::faults() const {
+  return read(connected(address_).Get("/admin/faults"), address_);
+}
+
+nlohmann::json CloudAdmin::add_fault(const nlohmann::json& fault) const {
+  return read(connected(address_).Put("/admin/faults", fault.dump(), "application/json"), address_);
+}
+
+void CloudAdmin::clear_faults() const {
+  read(connected(address_).Delete("/admin/faults"), address_);
+}
+
+}  // namespace devkit

@@ -1,0 +1,228 @@
+// winsock2.h brings windows.h and refuses to follow it; shellapi.h needs it.
+// clang-format off
+#include <winsock2.h>
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
+#include <stdexcept>
+#include <system_error>
+
+#include "devkit/common/os.h"
+#include "devkit/common/text.h"
+
+namespace devkit::os {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& what) {
+  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+}
+
+std::filesystem::path module_name(HMODULE module) {
+  std::wstring name(32767, L'\0');
+  const DWORD length = GetModuleFileNameW(module, name.data(), static_cast<DWORD>(name.size()));
+  if (length == 0) fail("GetModuleFileName");
+  name.resize(length);
+  return name;
+}
+
+/// One argument in the form that the C runtime of the child takes apart again.
+std::wstring quoted(const std::wstring& argument) {
+  std::wstring text = L"\"";
+  std::size_t backslashes = 0;
+  for (const wchar_t character : argument) {
+    if (character == L'\\') {
+      ++backslashes;
+      continue;
+    }
+    text.append(character == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
+    text += character;
+    backslashes = 0;
+  }
+  text.append(2 * backslashes, L'\\');
+  return text + L"\"";
+}
+
+HANDLE as_handle(std::intptr_t value) {
+  return reinterpret_cast<HANDLE>(value);
+}
+std::intptr_t as_number(HANDLE handle) {
+  return reinterpret_cast<std::intptr_t>(handle);
+}
+
+HANDLE interrupted = nullptr;
+
+BOOL WINAPI on_control(DWORD) {
+  SetEvent(interrupted);
+  return TRUE;
+}
+
+}  // namespace
+
+std::filesystem::path program() {
+  return module_name(nullptr);
+}
+
+std::filesystem::path own_folder() {
+  HMODULE module = nullptr;
+  if (!GetModuleHandleExW(
+          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+          reinterpret_cast<LPCWSTR>(&own_folder), &module)) {
+    fail("GetModuleHandleEx");
+  }
+  return module_name(module).parent_path();
+}
+
+std::uint32_t process_id() {
+  return GetCurrentProcessId();
+}
+std::uint32_t thread_id() {
+  return GetCurrentThreadId();
+}
+
+std::optional<std::string> environment(const char* name) {
+  const std::wstring wide = to_wide(name);
+  std::wstring value(32768, L'\0');
+  SetLastError(0);
+  const DWORD length =
+      GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size()));
+  if (length == 0 && GetLastError() != 0) return std::nullopt;
+  value.resize(length);
+  return to_utf8(value);
+}
+
+void set_environment(const char* name, const std::optional<std::string>& value) {
+  const std::wstring wide = value ? to_wide(*value) : std::wstring();
+  const std::wstring wide_name = to_wide(name);
+  // Taking away what isn't there is no failure.
+  if (!SetEnvironmentVariableW(wide_name.c_str(), value ? wide.c_str() : nullptr) && value)
+    fail(name);
+}
+
+std::vector<std::string> arguments(int, char**) {
+  int count = 0;
+  wchar_t** const values = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (values == nullptr) fail("CommandLineToArgv");
+  std::vector<std::string> texts;
+  for (int i = 1; i < count; ++i) texts.push_back(to_utf8(values[i]));
+  LocalFree(values);
+  return texts;
+}
+
+bool prepare_terminal() {
+  DWORD mode = 0;
+  SetConsoleOutputCP(CP_UTF8);
+  return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+}
+
+void own_port_alone(std::intptr_t socket) {
+  const DWORD yes = 1;
+  setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
+             reinterpret_cast<const char*>(&yes), sizeof yes);
+}
+
+std::string library_name(std::string_view stem) {
+  return std::string(stem) + ".dll";
+}
+
+Library::Library(const std::filesystem::path& path)
+    : handle_(LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)) {
+  if (handle_ == nullptr) fail("could not load " + to_utf8(path.wstring()));
+}
+
+Library::~Library() {
+  FreeLibrary(static_cast<HMODULE>(handle_));
+}
+
+void* Library::address(const char* name) const {
+  const FARPROC found = GetProcAddress(static_cast<HMODULE>(handle_), name);
+  if (found == nullptr)
+    throw std::runtime_error(std::string("the library lacks the function ") + name);
+  return reinterpret_cast<void*>(found);
+}
+
+Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
+  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+  HANDLE output = nullptr;
+  HANDLE input = nullptr;
+  if (!CreatePipe(&output, &input, &inheritable, 0)) fail("CreatePipe");
+  SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
+  output_ = as_number(output);
+
+  std::wstring line = quoted(program.wstring());
+  for (const std::string& argument : arguments) line += L" " + quoted(to_wide(argument));
+
+  STARTUPINFOW start = {};
+  start.cb = sizeof start;
+  start.dwFlags = STARTF_USESTDHANDLES;
+  start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  start.hStdOutput = input;
+  start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  PROCESS_INFORMATION child = {};
+  const BOOL started = CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0,
+                                      nullptr, nullptr, &start, &child);
+  const DWORD error = GetLastError();
+  CloseHandle(input);
+  if (!started) {
+    close_output();
+    SetLastError(error);
+    fail("could not start " + to_utf8(program.wstring()));
+  }
+  CloseHandle(child.hThread);
+  handle_ = as_number(child.hProcess);
+  id_ = child.dwProcessId;
+}
+
+Process::~Process() {
+  stop();
+  CloseHandle(as_handle(handle_));
+  close_output();
+}
+
+std::size_t Process::read_some(char* buffer, std::size_t size) {
+  DWORD count = 0;
+  if (ReadFile(as_handle(output_), buffer, static_cast<DWORD>(size), &count, nullptr)) return count;
+  if (GetLastError() == ERROR_BROKEN_PIPE) return 0;
+  fail("ReadFile");
+}
+
+void Process::close_output() noexcept {
+  CloseHandle(as_handle(output_));
+}
+
+void Process::stop() {
+  if (exit_code_) return;
+  TerminateProcess(as_handle(handle_), 1);
+  wait();
+}
+
+int Process::wait() {
+  if (exit_code_) return *exit_code_;
+  DWORD code = 0;
+  WaitForSingleObject(as_handle(handle_), INFINITE);
+  if (!GetExitCodeProcess(as_handle(handle_), &code)) fail("GetExitCodeProcess");
+  exit_code_ = static_cast<int>(code);
+  return *exit_code_;
+}
+
+Interrupt::Interrupt() {
+  interrupted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  if (interrupted == nullptr) fail("CreateEvent");
+  SetConsoleCtrlHandler(on_control, TRUE);
+}
+
+Interrupt::~Interrupt() {
+  SetConsoleCtrlHandler(on_control, FALSE);
+  CloseHandle(interrupted);
+}
+
+void Interrupt::wait() {
+  WaitForSingleObject(interrupted, INFINITE);
+}
+
+bool Interrupt::wait_for(std::uint32_t milliseconds) {
+  return WaitForSingleObject(interrupted, milliseconds) == WAIT_OBJECT_0;
+}
+
+}  // namespace devkit::os

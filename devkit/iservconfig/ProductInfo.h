@@ -1,0 +1,32 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "frame/IServConfig.h"
+
+namespace devkit {
+
+/// The plug-in "productinfo": values from iservconfig.json beside the library, an object of ids to
+/// texts, read at each Init. "${folder}" in a text stands for the library's own folder. A null
+/// value answers null. An id that the file lacks answers "<not found>"; without a file every id
+/// answers the caller's default.
+class ProductInfo final : public IServConfig {
+ public:
+  void* QueryInterface(const IID& id) override;
+  std::uint32_t Init(IServMain* host) override;
+  std::uint32_t UnInit() override;
+  std::uint32_t Start() override;
+  void Stop() override;
+  void* scalar_deleting_destructor(std::uint32_t flags) override;
+  const wchar_t* GetString(std::uint32_t id, const wchar_t* default_value) override;
+
+ private:
+  std::mutex mutex_;
+  bool has_file_ = false;
+  std::map<std::uint32_t, std::optional<std::wstring>> values_;  ///< none: answers null
+};
+
+}  // namespace devkit

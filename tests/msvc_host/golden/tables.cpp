@@ -1,0 +1,89 @@
+// Compiled for its layouts only: one call through each table that this host declares, which makes
+// the compiler print the table. The printout is compared with tables.txt.
+
+#include "product/cloud.h"
+#include "product/containers.h"
+#include "product/plugin.h"
+
+namespace zv {
+IMemMgr* string_manager() {
+  return nullptr;
+}
+void string_broken(const char*) {
+  __builtin_trap();
+}
+}  // namespace zv
+
+using text = zv::StringT<wchar_t>;
+
+void plug_in(IServPlugin& it) {
+  it.Stop();
+}
+void host(IServMain& it) {
+  it.get_plugin_manager();
+}
+void plug_ins(IServPluginManager& it) {
+  it.release_plugin(nullptr);
+}
+void queues(execution_service& it) {
+  it.release_serial_execution(nullptr);
+}
+void queue(serial_execution& it) {
+  it.enqueue_task(nullptr, 0, nullptr, 0, 0, 0);
+}
+void task(EqWorkItem& it) {
+  it.Execute();
+}
+void lock(ISyncRWLock& it) {
+  it.ReadLock(0);
+}
+void config(IServConfig& it) {
+  it.GetString(0, nullptr);
+}
+void manager(zv::IMemMgr& it) {
+  it.Release();
+}
+void requests(cloud::ICloudRequests& it) {
+  it.is_cloud_up();
+}
+void older_requests(cloud::ICloudRequestsCompatibility& it) {
+  it.set_proxy({}, {});
+}
+void observable(cloud::observable_cloud_requests& it) {
+  it.remove_observer(nullptr, 0);
+}
+void network(cloud::ICloudConnectionObserver& it) {
+  it.OnNetworkAvailable();
+}
+void progress(cloud::upload_observer& it, const cloud::upload_progress& report) {
+  it.on_progress(report);
+}
+void map(zv::IMap<text, text>& it) {
+  it.Clear();
+}
+void list(zv::IList<text>& it) {
+  it.Clear();
+}
+void map_enum(zv::IEnum<text, text>& it) {
+  it.Reset();
+}
+void const_map_enum(zv::IConstEnum<text, text>& it) {
+  it.Reset();
+}
+void list_enum(zv::IListEnum<text>& it) {
+  it.Reset();
+}
+void const_list_enum(zv::IConstListEnum<text>& it) {
+  it.Reset();
+}
+
+// The records that cross, for their field offsets.
+cloud::connect_request connect_request;
+cloud::technology_request technology_request;
+cloud::upload_request upload_request;
+cloud::request_status request_status;
+cloud::request_reply request_reply;
+cloud::proxy_settings proxy_settings;
+cloud::upload_progress upload_progress;
+zv::StringRecord string_record;
+cloud::observable_cloud_requests* observable_object;

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "frame/IServMain.h"
+
+namespace support {
+
+/// A host with plug-ins by name, which records what it is asked. Any thread may call.
+class FakeHost final : public IServMain, public IServPluginManager {
+ public:
+  FakeHost() = default;
+  FakeHost(const FakeHost&) = delete;
+  FakeHost& operator=(const FakeHost&) = delete;
+
+  /// What the host gives out; null for a host that lacks it. The execution service at first is a
+  /// pointer that must not be called.
+  void set_plugin_manager(IServPluginManager* manager);
+  void set_execution_service(IExecutionService* service);
+
+  /// `get_plugin` gives `plugin` for this name, whatever the id. An unknown name gives 1168.
+  void add_plugin(const std::wstring& name, void* plugin);
+  /// `get_plugin` writes `plugin` and gives `status` for this name.
+  void fail_plugin(const std::wstring& name, std::uint32_t status, void* plugin = nullptr);
+
+  /// "get_execution_service", "get_plugin_manager", "get_plugin <name>", "release_plugin <name>",
+  /// "not called".
+  std::vector<std::wstring> calls() const;
+  void clear();
+  /// The id of the last get_plugin.
+  IID last_id() const;
+
+  void not_called_0() override { record(L"not called"); }
+  IServPluginManager* get_plugin_manager() override;
+  void not_called_2() override { record(L"not called"); }
+  IExecutionService* get_execution_service() override;
+  std::uint32_t get_plugin(const wchar_t* name, const IID& id, void** out) override;
+  void release_plugin(const wchar_t* name) override;
+
+  ~FakeHost() = default;
+
+ private:
+  struct Answer {
+    std::uint32_t status;
+    void* plugin;
+  };
+
+  void record(std::wstring call);
+
+  mutable std::mutex mutex_;
+  std::vector<std::wstring> calls_;
+  std::map<std::wstring, Answer> plugins_;
+  IID last_id_{};
+  IServPluginManager* manager_ = this;
+  char somewhere_ = 0;
+  IExecutionService* service_ = reinterpret_cast<IExecutionService*>(&somewhere_);
+};
+
+}  // namespace support
