@@ -27,6 +27,23 @@ proxy_target known(proxy_target target) {
              : proxy_target::per_service;
 }
 
+/// Gives an answer back, blank: it can hold user data, and the library will use the memory again.
+class response_holder {
+ public:
+  response_holder(const cirrel_client* client, cirrel_response* response) noexcept
+      : client_(client), response_(response) {}
+  response_holder(const response_holder&) = delete;
+  response_holder& operator=(const response_holder&) = delete;
+  ~response_holder() {
+    wipe(response_->text, response_->size);
+    client_->zvcirrel_free_response(response_);
+  }
+
+ private:
+  const cirrel_client* client_;
+  cirrel_response* response_;
+};
+
 std::uint32_t key(proxy_target target) {
   return static_cast<std::uint32_t>(target);
 }
@@ -35,25 +52,15 @@ std::uint32_t key(proxy_target target) {
 
 CirrelResolver::CirrelResolver(cirrel_client* client, void* instance)
     : connect_pair{client, instance} {
-  const wchar_t* const scope = L"cloud::CirrelResolver::CirrelResolver";
   // Without usable settings everything runs on the client library's default server.
   if (auto settings = read_services_settings()) {
     categories = std::move(settings.value().categories);
     services = std::move(settings.value().services);
   }
 
-  if (has_server("connect")) {
-    configure_instance(connect_pair, categories["connect"], "connect");
-  } else {
-    LOG_LINE(logging::progress, scope) << L"No separate server set for connect services.";
-  }
-
+  configure_category("connect", connect_pair);
   create_client_instance(technology_pair.client, technology_pair.instance);
-  if (has_server("technology")) {
-    configure_instance(technology_pair, categories["technology"], "technology");
-  } else {
-    LOG_LINE(logging::progress, scope) << L"No separate server set for technology services.";
-  }
+  configure_category("technology", technology_pair);
 }
 
 CirrelResolver::~CirrelResolver() {
@@ -70,8 +77,8 @@ std::uint32_t CirrelResolver::resolve(const upload_request& request, upload_obse
   client_pair pair;
   if (!choose_instance(request.service, technology_pair, pair)) return win_error::internal_error;
 
-  // These are settings of the instance, not of the upload: two uploads at once on one instance can
-  // mix them.
+  // The library keeps these for the whole instance, so concurrent uploads on one share whatever was
+  // set last. Its interface offers nothing better.
   pair.client->zvcirrel_set_option(pair.instance, ZVCIRREL_OPT_UPLOAD_A,
                                    std::uint32_t{request.option_a});
   pair.client->zvcirrel_set_option(pair.instance, ZVCIRREL_OPT_UPLOAD_B,
@@ -133,6 +140,15 @@ request_status CirrelResolver::ask(client_pair fallback, const text& service, st
   return parse_server_response(response, mode, reply);
 }
 
+void CirrelResolver::configure_category(const char* category, client_pair pair) const {
+  if (has_server(category)) {
+    configure_instance(pair, categories.find(category)->second, category);
+  } else {
+    LOG_LINE(logging::progress, L"cloud::CirrelResolver::CirrelResolver")
+        << L"No separate server set for " << category << L" services.";
+  }
+}
+
 void CirrelResolver::configure_instance(client_pair pair, const std::string& server,
                                         const std::string& name) {
   const wchar_t* const scope = L"cloud::CirrelResolver::configure_instance";
@@ -144,7 +160,7 @@ void CirrelResolver::configure_instance(client_pair pair, const std::string& ser
       << L"Set server " << server << L" for " << name << L" services.";
   if (!pair.is_complete()) return;  // every request of it is refused anyway
 
-  // Both texts say connect whatever the name is: that is how the product's logs are searched.
+  // Both texts say connect whatever the name is, and are meant to.
   std::uint32_t error =
       pair.client->zvcirrel_set_option(pair.instance, ZVCIRREL_OPT_LOCAL_CLOUD, server.c_str());
   if (error != 0) {
@@ -164,17 +180,15 @@ std::uint32_t CirrelResolver::get_service_instance(std::string_view service, cli
   if (entry == services.end()) return win_error::not_found;
 
   const std::lock_guard guard(instances_mutex);
-  // The place is made first: an instance that found none would be lost.
-  const auto [place, is_new] = instances.try_emplace(entry->first);
-  if (!is_new) {
+  // The place is made first: an instance that found none would be lost. It stays when the instance
+  // can't be had, and is taken by the next attempt.
+  const auto place = instances.try_emplace(entry->first).first;
+  if (place->second.is_complete()) {
     pair = place->second;
     return win_error::success;
   }
   create_client_instance(pair.client, pair.instance);
-  if (!pair.is_complete()) {
-    instances.erase(place);
-    return win_error::internal_error;
-  }
+  if (!pair.is_complete()) return win_error::internal_error;
   place->second = pair;
   configure_instance(pair, entry->second, entry->first);
 
@@ -239,13 +253,11 @@ zv::Json CirrelResolver::convert(cirrel_response* response, answer_mode mode) {
     LOG_LINE(logging::failure, scope) << L"Null response from server";
     return {};
   }
+  const client_pair owner = mode == answer_mode::connect ? connect_pair : technology_pair;
+  const response_holder holder(owner.client, response);
   LOG_LINE(logging::progress, scope) << L"server response: " << response->text;
   zv::JsonNull answer;
   answer.LoadBuffer(response->text, response->size, 0);
-  // An answer can hold user data: the buffer is blank before anyone else gets it.
-  wipe(response->text, response->size);
-  const client_pair owner = mode == answer_mode::connect ? connect_pair : technology_pair;
-  owner.client->zvcirrel_free_response(response);
   return answer;
 }
 

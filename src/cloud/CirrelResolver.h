@@ -15,11 +15,12 @@
 
 namespace cloud {
 
-/// Resolves requests on the cloud-client library: chooses the instance, builds the envelope, reads
-/// the answer, keeps the proxy settings of each instance.
+/// Speaks to the cloud-client library. A service that the settings give a server has a client
+/// instance to itself; everything else shares two, one for each kind of request.
 ///
-/// Locks: `instances_mutex` before `proxies_mutex`; the latter alone only for the map's own work,
-/// so that it is never held while the library is called.
+/// Locks: who needs both takes `instances_mutex` first. The library is called under
+/// `proxies_mutex` only while an instance is new, and then under both, so that no change of proxy
+/// can slip between its building and its first use.
 class CirrelResolver final : public IRequestResolver {
  public:
   /// The shared instance, which must outlive the resolver. Reads the services settings.
@@ -40,11 +41,13 @@ class CirrelResolver final : public IRequestResolver {
     bool is_complete() const noexcept { return client != nullptr && instance != nullptr; }
   };
 
-  /// A failed configuration leaves the instance in use on whatever server it has.
+  /// Sets the category's server, or logs that it has none.
+  void configure_category(const char* category, client_pair pair) const;
+  /// Best effort: an instance that refuses its server goes on with the default one.
   static void configure_instance(client_pair pair, const std::string& server,
                                  const std::string& name);
   /// 0 with the service's own instance, built on first use; 1168 for a service without an entry;
-  /// 1359 if its instance can't be made, in which case the next request tries anew.
+  /// 1359 if its instance can't be made this time.
   std::uint32_t get_service_instance(std::string_view service, client_pair& pair);
   /// The service's own instance, or the fallback for a service without one. False if it can't be
   /// had.
@@ -68,7 +71,7 @@ class CirrelResolver final : public IRequestResolver {
                                    std::uint32_t option);
   static std::uint32_t upload_cbk(const cirrel_upload_status* status, void* context);
 
-  /// An empty server text counts as no server.
+  /// Whether the settings name a server for the category; an empty name is none.
   bool has_server(std::string_view category) const;
 
   client_pair connect_pair;     ///< not owned
@@ -76,10 +79,10 @@ class CirrelResolver final : public IRequestResolver {
   std::atomic<std::int32_t> next_request_id = 1;
   services_settings::servers categories;
   services_settings::servers services;
-  std::map<std::string, client_pair, std::less<>> instances;
+  std::map<std::string, client_pair, std::less<>> instances;  ///< incomplete: could not be made yet
   std::mutex instances_mutex;
-  std::map<std::uint32_t, proxy_settings>
-      proxies;  ///< by proxy_target, the first set since the last disabling
+  /// By target: the first settings since the last disabling.
+  std::map<std::uint32_t, proxy_settings> proxies;
   std::mutex proxies_mutex;
 };
 

@@ -12,11 +12,11 @@ namespace cloud {
 inline constexpr IID IID_ICloudRequests = {
     0x103e24c1, 0xbdf1, 0xbd3e, {0xdf, 0x4a, 0x70, 0x50, 0x46, 0x81, 0x10, 0xd4}};
 
-/// The way to the cloud. Every operation is meant for the time between Init and UnInit; none takes
-/// a lock on the way, and all but the last block. Any thread may call them.
+/// The way to the cloud, to be walked only between Init and UnInit. Any thread may call; resolve
+/// blocks until the answer is there, and requests don't wait for one another.
 ///
-/// The status of a request goes through a pointer in the binary contract; the forms that return it
-/// are for callers.
+/// Across the module's edge the status of a request goes through a pointer; the forms that return
+/// it are for callers in C++.
 class ICloudRequests : public zv::framework::servplugin<true> {
  public:
   ABI_OVERLOADS_3(

@@ -7,8 +7,8 @@
 
 namespace cloud {
 
-/// Carries requests to the cloud, on the caller's thread, and blocks until the answer. Any number
-/// of threads may be in it at once. Stays inside the module.
+/// A link of the chain that requests pass on their way out. Synchronous, and called by as many
+/// threads as there are requests under way. Does not cross the module's edge.
 class IRequestResolver {
  public:
   IRequestResolver() = default;

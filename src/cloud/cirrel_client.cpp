@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <string>
 
 namespace {
 
@@ -63,11 +64,12 @@ bool bind_functions(cirrel_client* client) {
 }  // namespace
 
 cirrel_client* load_cirrel_client() {
+  const std::wstring library = platform::library_file_name(L"zvnc");
   auto* const client = static_cast<cirrel_client*>(std::calloc(1, sizeof(cirrel_client)));
   if (client == nullptr) return nullptr;
 
   std::uint32_t error = 0;
-  client->module = platform::load_library(platform::library_file_name(L"zvnc").c_str(), error);
+  client->module = platform::load_library(library.c_str(), error);
   if (client->module == nullptr) {
     std::free(client);
     return nullptr;
@@ -88,7 +90,8 @@ void create_client_instance(cirrel_client*& client, void*& instance) {
   instance = nullptr;
   client = load_cirrel_client();
   if (client == nullptr) return;
-  if (client->zvcirrel_init(&instance) != 0) {
+  // A success without an instance is none: there would be nothing to ask, or to give back later.
+  if (client->zvcirrel_init(&instance) != 0 || instance == nullptr) {
     unload_cirrel_client(client);
     client = nullptr;
     instance = nullptr;

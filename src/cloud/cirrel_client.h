@@ -19,7 +19,7 @@ static_assert(offsetof(cirrel_ask_request, timeout) == 8 &&
 static_assert(offsetof(cirrel_ask_request, data) == 16 && offsetof(cirrel_ask_request, size) == 24);
 static_assert(sizeof(cirrel_ask_request) == 32);
 
-/// Owned by the library until zvcirrel_free_response.
+/// Goes back to the library by zvcirrel_free_response.
 struct cirrel_response {
   void* reserved;
   char* text;          ///< terminated

@@ -19,7 +19,8 @@ class cirrel_service {
   /// Registers the callback for the cloud's coming up and logs the outcome. A no-op without a
   /// client or an instance.
   void set_cloud_cbk(cirrel_cloud_up_callback callback, void* context);
-  /// False without an instance. An instance that can't say is taken for up.
+  /// False without an instance. A failed read counts as up: requests
+  /// then find out for themselves.
   bool is_cloud_up();
 
   cirrel_client* client = nullptr;

@@ -5,9 +5,8 @@
 
 #include "_base/StringT.h"
 
-/// The records that travel between a caller, the plug-in and the resolver. They cross the module's
-/// edge: order and size of the fields are part of the binary contract. All text is UTF-8 and owned
-/// by its record; a null string and an empty one are the same.
+/// What a caller hands in and gets back. These records cross the module's edge, so their layout is
+/// pinned. Each owns its texts, all UTF-8; nobody tells a null text from an empty one.
 namespace cloud {
 
 using text = zv::StringT<char>;
@@ -25,7 +24,7 @@ struct connect_source {
 };
 static_assert(sizeof(connect_source) == 24 && offsetof(connect_source, user_token) == 16);
 
-/// The addressee of a request that goes to another device. Device before application, unlike the
+/// Another device, where a request is meant for one. Note the order, which is not that of the
 /// source.
 struct connect_destination {
   text device_id;
@@ -35,13 +34,13 @@ static_assert(sizeof(connect_destination) == 16 && offsetof(connect_destination,
 
 /// A method call in the name of a user and device; the resolver builds its envelope.
 struct connect_request {
-  text service;               ///< also the key of the circuit and of the per-service instance
+  text service;               ///< names the circuit as well, and perhaps a server of its own
   std::uint32_t timeout = 0;  ///< handed to the client library unchanged
   request_type type = request_type::connect;
   text request_method;
   connect_source source;
   connect_destination destination;
-  text message;  ///< JSON text whose top-level members become members of "params"
+  text message;  ///< a JSON object, spread over "params"; may be empty
 };
 static_assert(offsetof(connect_request, timeout) == 8 && offsetof(connect_request, type) == 12);
 static_assert(offsetof(connect_request, request_method) == 16 &&
@@ -64,7 +63,7 @@ static_assert(offsetof(technology_request, message) == 16 && sizeof(technology_r
 struct upload_request {
   text service;
   std::uint32_t timeout = 0;
-  text path;       ///< the file to send; must not be empty
+  text path;       ///< of the file; an empty one is refused
   text signature;  ///< may be empty, and reaches the library as null then
   text meta;       ///< the same
   std::uint8_t option_b = 0;
@@ -77,16 +76,15 @@ static_assert(sizeof(upload_request) == 48);
 
 /// What became of a request. An error of the server isn't one of these: it is in the reply.
 struct request_status {
-  std::uint32_t error_type =
-      0;                   ///< 0 success, 1 failed inside this system, 2 the client library failed
-  std::uint32_t code = 0;  ///< 0; a Windows error number; the library's own number
+  std::uint32_t error_type = 0;  ///< 0: none; 1: on our side; 2: of the client library
+  std::uint32_t code = 0;        ///< 0; a Windows error number; the library's own number
 };
 static_assert(sizeof(request_status) == 8);
 
-/// Filled by the resolver, allocated by the caller.
+/// The answer. Untouched unless the status is 0, 0.
 struct request_reply {
   zv::StringT<char> text;  ///< the reply as JSON text
-  std::int32_t code = 0;   ///< the number that the server put in its answer, 0 if none
+  std::int32_t code = 0;   ///< the error of the server, 0 for none
 };
 static_assert(offsetof(request_reply, code) == 8 && sizeof(request_reply) == 16);
 

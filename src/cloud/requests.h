@@ -14,11 +14,11 @@
 
 namespace cloud {
 
-/// The plug-in "cloud_requests": owns the resolver chain and the shared client instance, and tells
-/// its observers when the cloud comes up.
+/// The plug-in "cloud_requests". Its work is the order of starting and stopping; the rest it hands
+/// to the chain.
 ///
-/// [between Init and UnInit] resolve, set_proxy, disable_proxy, is_cloud_up, add_observer. They
-/// take no lock of this class, and a request in flight isn't waited for by UnInit.
+/// Requests and the observer operations are for the time between Init and UnInit: they find the
+/// chain without asking, and UnInit does not wait for those that are under way.
 class requests final : public zv::observable<ICloudConnectionObserver*, ICloudRequests>,
                        public ICloudRequestsCompatibility {
  public:
@@ -50,12 +50,12 @@ class requests final : public zv::observable<ICloudConnectionObserver*, ICloudRe
   std::uint32_t disable_proxy(proxy_target target) override;
   bool is_cloud_up() override;
 
-  /// Calls the observer at once if the cloud is up, before adding it: an observer that comes late
-  /// hears of a cloud that is up already, and may hear it more than once.
+  /// An observer that comes while the cloud is up is called before this returns, since the library
+  /// will not report again what it has reported. It can therefore be called more than once.
   bool add_observer(ICloudConnectionObserver* observer, std::uint64_t context) override;
 
  private:
-  /// What the client library calls, on a thread of its own; `context` is the object.
+  /// The client library's callback; `context` is the object.
   static void cloud_up_notification(void* context);
 
   std::shared_ptr<cirrel_service> cirrel;

@@ -8,7 +8,7 @@ namespace cloud {
 
 namespace {
 
-/// Only an integer has a value: a real reads as 0.
+/// 0 for a real: codes are integers, and rounding would invent one.
 std::int32_t number(const zv::Json& value) {
   json_int_t integer = 0;
   value.GetValue(integer);

@@ -9,7 +9,7 @@
 
 namespace cloud {
 
-/// Which server a kind of request, or a single service, uses in place of the default one.
+/// Servers that replace the client library's default, by kind of request and by service.
 struct services_settings {
   using servers = std::map<std::string, std::string, std::less<>>;
 
@@ -20,7 +20,7 @@ struct services_settings {
 using settings_error = error_record;
 
 /// Reads the settings file beside the module. 1011 if it can't be opened, 1006 if its content is
-/// invalid as a whole or in part: a good half isn't used.
+/// invalid anywhere: there is no partial result.
 stdext::expected<services_settings, settings_error> read_services_settings();
 
 /// The content of such a file. Throws std::exception if it is invalid.

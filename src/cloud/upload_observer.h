@@ -4,7 +4,8 @@
 
 namespace cloud {
 
-/// The caller's object for an upload. Called on the thread on which the client library reports.
+/// Follows an upload. The calls come from whichever thread the client library works on, and end
+/// before the upload's own call returns.
 class upload_observer {
  public:
   virtual void on_progress(const upload_progress& progress) = 0;

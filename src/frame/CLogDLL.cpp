@@ -8,11 +8,11 @@ namespace logging {
 namespace {
 
 constexpr std::uint32_t path_size = 32767;
-constexpr std::uint32_t not_implemented = 0x80004002;
+constexpr std::uint32_t no_such_interface = 0x80004002;
 
 std::uint32_t stand_by_log_write(std::int16_t, const std::uint32_t*, void*, const wchar_t*,
                                  const wchar_t*, ...) {
-  return not_implemented;
+  return no_such_interface;
 }
 
 /// The library beside this module, and nowhere else.

@@ -14,14 +14,13 @@ inline constexpr std::uint32_t warning = 8;
 inline constexpr std::uint32_t progress = 16;
 inline constexpr std::uint32_t trace = 32;
 
-/// Depth change (+1 on entry, -1 on exit, 0 on a line), the level, the calling module, the
-/// function's name, a format as Microsoft's runtime reads wide ones (%s wide, %S narrow), and its
-/// arguments.
+/// `depth` is +1 for a function's entry, -1 for its exit and 0 for a line in between. The format is
+/// one of Microsoft's wide ones: %s takes a wide text, %S a narrow one.
 using LogWrite_t = std::uint32_t (*)(std::int16_t depth, const std::uint32_t* level, void* module,
                                      const wchar_t* function, const wchar_t* format, ...);
 
-/// One library handle and its table. Exports that are missing stay null, but LogWrite, which then
-/// points at a stand-by that ignores its arguments and returns 0x80004002.
+/// One load of the library and what it exports. Missing exports are null, all but LogWrite, whose
+/// place a function takes that refuses every line, so that callers need no test.
 class CLogDLL {
  public:
   /// Takes the library that the process has already, or else the one beside this module.

@@ -19,7 +19,7 @@ class IServPluginManager {
 /// A serial queue of the host.
 class ISerialExecution {
  public:
-  /// Takes `task` over on success (0); on failure the caller still owns it. The zeros are 64 bits
+  /// 0: the queue has `task` now. Otherwise it is the caller's to release. The zeros are 64 bits
   /// wide, so that a host may read them as numbers or as pointers.
   virtual std::uint32_t enqueue_task(const wchar_t* name, std::uint64_t zero1, EqWorkItem* task,
                                      std::uint64_t zero3, std::uint64_t zero4,

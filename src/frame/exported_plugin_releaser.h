@@ -12,14 +12,17 @@ namespace zv::framework::details {
 using ZvCreateObject_t = std::uint32_t (*)(const wchar_t* name, IID id, void** out);
 using ZvDestroyObject_t = void (*)(const wchar_t* name, void* object);
 
-/// Winds down a plug-in that this module loaded from a library. The library stays loaded until the
-/// releaser itself ends, since code of it may still be on the way out of `release`.
+/// The way back for a plug-in out of another library. Unloading is left to the destructor:
+/// `release` returns through that library's code.
 class exported_plugin_releaser final : public iplugin_releaser {
  public:
-  /// Takes over one count of `module`.
+  /// Takes over one count of `module`. There is nothing to release before `adopt`.
   exported_plugin_releaser(platform::module_handle module, ZvCreateObject_t create,
-                           ZvDestroyObject_t destroy, std::wstring name, IServPlugin* plugin);
+                           ZvDestroyObject_t destroy, std::wstring name,
+                           IServPlugin* plugin = nullptr);
   ~exported_plugin_releaser() override;
+  /// Takes charge of a plug-in that was initialised and started.
+  void adopt(IServPlugin* the_plugin) noexcept { plugin = the_plugin; }
   /// Stop, UnInit, destroy.
   void release() override;
 

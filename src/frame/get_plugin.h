@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "frame/IServMain.h"
 #include "frame/mgr_plugin_releaser.h"
@@ -13,10 +14,12 @@ namespace zv::framework {
 template <class T>
 plugin_handle<T> get_plugin(IServPluginManager* manager, const wchar_t* name, const IID& id,
                             std::uint32_t& status) {
+  // Made first, so that a plug-in in hand can't be lost for lack of memory.
+  auto releaser = std::make_unique<details::mgr_plugin_releaser>(manager, name);
   void* out = nullptr;
   status = manager->get_plugin(name, id, &out);
   if (status != 0) return {};
-  return {std::make_unique<details::mgr_plugin_releaser>(manager, name), static_cast<T*>(out)};
+  return {std::move(releaser), static_cast<T*>(out)};
 }
 
 }  // namespace zv::framework

@@ -52,11 +52,10 @@ plugin_handle<IServConfig> load_product_info(const std::wstring& path, const IID
 
 namespace dll {
 
-std::wstring get_foldername(std::uint32_t& error) {
+std::wstring get_foldername(platform::module_handle module, std::uint32_t& error) {
   constexpr std::uint32_t size = 32767;
   const auto buffer = std::make_unique<wchar_t[]>(size);
-  const std::uint32_t length =
-      platform::module_file_name(platform::own_module(), buffer.get(), size, error);
+  const std::uint32_t length = platform::module_file_name(module, buffer.get(), size, error);
   // A full buffer alone is no failure: the system has to complain as well.
   if (length == 0 || (length == size && error != 0)) return {};
 
@@ -95,7 +94,7 @@ std::uint32_t GetRunningFolderId(std::wstring& id) {
 
 path_or_error get_module_path(const std::wstring& relative) {
   std::uint32_t error = 0;
-  const std::wstring folder = dll::get_foldername(error);
+  const std::wstring folder = dll::get_foldername(platform::own_module(), error);
   if (error != win_error::success) return failure(error, L"dll::get_foldername");
   return join(folder, relative);
 }
@@ -128,9 +127,11 @@ bool is_user_admin() {
 }
 
 std::string get_product_app_id() {
-  // Without a folder the load below fails, which is all that there is to say about it.
+  // The folder ends in a separator already, and may be unknown. Both are meant: a doubled separator
+  // does no harm, and a path that leads nowhere ends in the same empty answer.
   std::uint32_t error = 0;
-  const std::wstring library = dll::get_foldername(error) + platform::path_separator +
+  const std::wstring library = dll::get_foldername(platform::own_module(), error) +
+                               platform::path_separator +
                                platform::library_file_name(L"iservconfig");
 
   std::uint32_t status = 0;

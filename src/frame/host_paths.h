@@ -5,19 +5,20 @@
 
 #include "_base/expected.h"
 #include "frame/error_record.h"
+#include "platform/library.h"
 
 /// Where things lie: the module, the service process around it, the product's folders.
 
 namespace dll {
 
-/// The folder of this module up to and including the last separator. `error` is 0 on success, 31 if
-/// the name has no folder, the system's number otherwise.
-std::wstring get_foldername(std::uint32_t& error);
+/// The folder of `module`, ending in a separator. `error` is 0, or 31 for a name without a folder,
+/// or the system's number; the result is then empty.
+std::wstring get_foldername(platform::module_handle module, std::uint32_t& error);
 
 }  // namespace dll
 
-/// Which service process hosts this module: "app" or "core" by the service library that lies beside
-/// the executable. With neither there `id` stays as it is. 0, or 1627 if the folder is unknown.
+/// Tells the service processes apart by the service library beside the executable: "app" or "core".
+/// `id` stays untouched in any other process. 0, or 1627 if the executable's folder is unknown.
 std::uint32_t GetRunningFolderId(std::wstring& id);
 
 /// A path below this module's folder; an absolute `relative` stands for itself.
@@ -31,7 +32,7 @@ stdext::expected<std::wstring, error_record> get_profile_path(const std::wstring
 stdext::expected<std::wstring, error_record> get_settings_path(const std::wstring& user_relative,
                                                                const std::wstring& admin_relative);
 
-/// Computed on first use and kept for the process.
+/// Asked of the system once: rights do not change while a process lives.
 bool is_user_admin();
 
 /// The product's application identifier in UTF-8, empty if it can't be had.

@@ -2,7 +2,7 @@
 
 namespace zv::framework::details {
 
-/// Knows how to give a plug-in back.
+/// The way back for a plug-in, which depends on where it came from.
 class iplugin_releaser {
  public:
   iplugin_releaser() = default;

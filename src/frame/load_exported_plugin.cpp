@@ -35,22 +35,22 @@ loaded_plugin load_exported(const wchar_t* path, const wchar_t* name, const IID&
     return {};
   }
 
-  IServPlugin* plugin = nullptr;
-  status = create(name, IID_IServPlugin, reinterpret_cast<void**>(&plugin));
-  if (status == win_error::success && plugin == nullptr) status = win_error::gen_failure;
-  if (status != win_error::success) {
-    platform::unload_library(module);
-    return {};
-  }
+  // It owns the library from here on: whoever drops it unloads.
+  auto releaser = std::make_unique<exported_plugin_releaser>(module, create, destroy, name);
+  void* created = nullptr;
+  status = create(name, IID_IServPlugin, &created);
+  if (status == win_error::success && created == nullptr) status = win_error::gen_failure;
+  if (status != win_error::success) return {};
 
-  // From here on every failure winds back what stands, in the reverse order of its coming.
+  // Every failure winds back what stands by then, in the reverse order of its coming.
+  auto* const plugin = static_cast<IServPlugin*>(created);
   status = plugin->Init(nullptr);
   if (status == win_error::success) {
     status = plugin->Start();
     if (status == win_error::success) {
       if (void* const facet = plugin->QueryInterface(id)) {
-        return {std::make_unique<exported_plugin_releaser>(module, create, destroy, name, plugin),
-                facet};
+        releaser->adopt(plugin);
+        return {std::move(releaser), facet};
       }
       status = win_error::gen_failure;
       plugin->Stop();
@@ -58,7 +58,6 @@ loaded_plugin load_exported(const wchar_t* path, const wchar_t* name, const IID&
     plugin->UnInit();
   }
   destroy(name, plugin->QueryInterface(IID_IZvBaseInterface));
-  platform::unload_library(module);
   return {};
 }
 

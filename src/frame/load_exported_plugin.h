@@ -23,7 +23,7 @@ std::pair<std::unique_ptr<exported_plugin_releaser>, void*> load_exported(const 
 
 /// Loads the library at `path`, creates its plug-in `name`, drives it through Init (without a host)
 /// and Start, and asks it for `id`. Empty on failure, everything being wound back from where it
-/// stopped; `status` is then the number of the step that failed.
+/// stopped; `status` then tells what went wrong, and is 0 otherwise.
 template <class T>
 plugin_handle<T> load_exported_plugin(const wchar_t* path, const wchar_t* name, const IID& id,
                                       std::uint32_t& status) {

@@ -40,12 +40,15 @@ void end_binding() {
   shared_binding = nullptr;
 }
 
-/// Runs when the module is unloaded or the process exits with handles still held.
+/// Runs when the module is unloaded or the process exits with handles still held. It doesn't wait
+/// for the lock: an exiting process has ended its other threads, one of which may have held it. The
+/// system takes back what is then left.
 void at_module_exit() {
-  const spin_lock_holder holder;
+  if (lock_word.exchange(1, std::memory_order_acquire) != 0) return;
   details::handles = 0;
   details::further_handles = 0;
   end_binding();
+  lock_word.store(0, std::memory_order_release);
 }
 
 }  // namespace

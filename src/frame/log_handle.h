@@ -16,7 +16,7 @@ class log_handle {
   log_handle& operator=(const log_handle&) = delete;
   ~log_handle() { Release(); }
 
-  /// Raises the count, and makes the binding if it is the first.
+  /// Turns logging on if nobody else has.
   void Acquire();
   /// Gives every count of this handle back; the last one of all destroys the binding.
   void Release();

@@ -5,8 +5,7 @@
 
 #include "frame/iplugin_releaser.h"
 
-/// A plug-in's interface and the knowledge of how to give the plug-in back, which the end of the
-/// handle does. Not shared between threads.
+/// Owner of a borrowed plug-in: returns it when it ends. One thread at a time.
 template <class T>
 class plugin_handle {
  public:

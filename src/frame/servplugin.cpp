@@ -32,9 +32,7 @@ std::uint32_t servplugin<PublishesInterface>::Init(IServMain* host) {
   if (execution_service != nullptr) plugin_manager = host->get_plugin_manager();
   if (execution_service != nullptr && plugin_manager != nullptr) return win_error::success;
 
-  serv_main = nullptr;
-  plugin_manager = nullptr;
-  execution_service = nullptr;
+  servplugin::UnInit();
   return win_error::invalid_parameter;
 }
 

@@ -18,8 +18,8 @@ class servplugin : public IServPlugin {
   static void operator delete(void* memory) noexcept;
 
   void* QueryInterface(const IID& id) override;
-  /// A null host is fine: the plug-in then runs on local resources. 87 if the host lacks a service,
-  /// nothing being kept.
+  /// Without a host (null) there is nothing to keep and nothing to fail. 87 if the host lacks a
+  /// service, nothing being kept.
   std::uint32_t Init(IServMain* host) override;
   std::uint32_t UnInit() override;
   std::uint32_t Start() override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <new>
 
 #include "frame/log_handle.h"
 #include "platform/clock.h"
@@ -33,6 +34,14 @@ trace_scope::trace_scope(const wchar_t* function) : start_(platform::now_millise
 
 trace_scope::~trace_scope() {
   if (!logging::is_on()) return;
+  try {
+    WriteExit();
+  } catch (const std::bad_alloc&) {
+    // As with a line: without memory it is lost, and nothing else.
+  }
+}
+
+void trace_scope::WriteExit() const {
   const logging::held_log_handle handle;
   const std::uint32_t elapsed = platform::now_milliseconds() - start_;
   handle.binding()->log_write()(-1, &level, platform::own_module(), function_, L"<- %s [%d]",

@@ -14,6 +14,8 @@ class trace_scope {
   ~trace_scope();
 
  private:
+  void WriteExit() const;
+
   static constexpr std::size_t longest_name = 258;
   static constexpr std::size_t longest_function = 259;
 

@@ -17,9 +17,9 @@ bool same_factory_name(const wchar_t* a, const wchar_t* b) noexcept;
 
 }  // namespace zv::framework
 
-/// Makes the plug-in `T` under one name, as a counted singleton: all callers share one object,
-/// built by the first Create and destroyed by the Destroy that brings the count back to 0. A
-/// plug-in is built and destroyed under the factory's lock. Init is not counted here.
+/// The factory of one plug-in. However many callers ask, there is one object, which goes when the
+/// last of them has given it back; starting it is the callers' affair. Construction and destruction
+/// happen under the factory's lock.
 template <class T>
 class zvFactory final : public zvFactoryBase {
  public:
@@ -29,8 +29,11 @@ class zvFactory final : public zvFactoryBase {
   }
 
   void* Query(const IID& id) override {
-    if (instance != nullptr) {
-      if (void* const facet = instance->QueryInterface(id)) return facet;
+    {
+      const std::lock_guard guard(lock);
+      if (instance != nullptr) {
+        if (void* const facet = instance->QueryInterface(id)) return facet;
+      }
     }
     return next != nullptr ? next->Query(id) : nullptr;
   }
@@ -39,7 +42,7 @@ class zvFactory final : public zvFactoryBase {
     if (out == nullptr) return win_error::invalid_data;
     *out = nullptr;
     if (wanted == nullptr) return win_error::invalid_data;
-    // Before the name: a wrong id is refused by the first factory asked and never walks the chain.
+    // Before the name: the answer to a foreign id must not depend on who stands in the chain.
     if (!(id == IID_IServPlugin) && !(id == IID_IZvBaseInterface)) return win_error::invalid_data;
     if (!IsNamed(wanted)) {
       return next != nullptr ? next->Create(wanted, id, out) : win_error::not_found;
@@ -55,7 +58,7 @@ class zvFactory final : public zvFactoryBase {
   }
 
   void Destroy(const wchar_t* wanted, void* object) override {
-    // Released by name; the object's value plays no part beyond not being null.
+    // The name says it all; of the object only null is noticed.
     if (object == nullptr || wanted == nullptr || !IsNamed(wanted)) {
       if (next != nullptr) next->Destroy(wanted, object);
       return;
@@ -76,7 +79,7 @@ class zvFactory final : public zvFactoryBase {
     return alternate_name[0] != L'\0' && zv::framework::same_factory_name(wanted, alternate_name);
   }
 
-  std::mutex lock;  ///< guards instance and ref_count
+  std::recursive_mutex lock;  ///< guards instance and ref_count
   T* instance = nullptr;
   std::int32_t ref_count = 0;
   wchar_t name[name_size];

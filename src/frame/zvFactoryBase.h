@@ -1,18 +1,16 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "_base/abi.h"
 
-/// A node of the chain that finds plug-ins by name. The chain changes only while the module is
-/// loaded and unloaded, and has no lock. Registration puts a factory in front, so the one
-/// registered last is asked first.
+/// A link of the chain in which plug-ins are looked up by name. Links come and go only while the
+/// module is loaded and unloaded, so the chain needs no lock. A newcomer stands in front.
 class zvFactoryBase {
  public:
   zvFactoryBase(const zvFactoryBase&) = delete;
   zvFactoryBase& operator=(const zvFactoryBase&) = delete;
-  /// Takes the factory out of the chain.
+  /// Leaves the chain whole for those that remain.
   virtual ~zvFactoryBase();
 
   /// The facet `id` of the first live plug-in that has it, from here to the chain's end, or null.
@@ -20,7 +18,7 @@ class zvFactoryBase {
   virtual std::uint32_t Create(const wchar_t* name, IID id, void** out) = 0;
   virtual void Destroy(const wchar_t* name, void* object) = 0;
 
-  /// The only entry to the chain; null when there is no factory.
+  /// Where a look-up starts; null while nobody is registered.
   static zvFactoryBase* head() noexcept;
 
  protected:

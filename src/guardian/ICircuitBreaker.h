@@ -6,7 +6,7 @@
 
 namespace cloud::guardian {
 
-/// Hears the outcome of each request. Any thread may call it.
+/// Learns how requests ended. Any thread may call it.
 class IRequestStatusObserver {
  public:
   IRequestStatusObserver() = default;
@@ -21,7 +21,7 @@ class IRequestStatusObserver {
   virtual void process_request_server_error(const char* service) = 0;
 };
 
-/// Decides, service by service, whether a request may leave the machine.
+/// The judge over each service's traffic.
 class ICircuitBreaker : public IRequestStatusObserver {
  public:
   virtual bool IsSendAllowed(const std::string& service) = 0;

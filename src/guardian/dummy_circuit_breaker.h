@@ -4,8 +4,7 @@
 
 namespace cloud::guardian {
 
-/// Stands in where no real breaker can be built, so that a broken guardian never stops the traffic:
-/// allows everything and learns nothing.
+/// The breaker without circuits: traffic matters more than the guarding of it.
 class dummy_circuit_breaker final : public ICircuitBreaker {
  public:
   void process_request_succeded(const char* service) override;

@@ -18,8 +18,9 @@ constexpr request_status refused{1, win_error::access_denied};
 }  // namespace
 
 guarded_resolver::guarded_resolver(cirrel_client* client, void* instance)
-    : guarded_resolver(std::make_unique<CirrelResolver>(client, instance),
-                       std::make_unique<dummy_circuit_breaker>()) {}
+    // In braces, which keep the order: the resolver stands before the breaker is built.
+    : guarded_resolver{std::make_unique<CirrelResolver>(client, instance),
+                       std::make_unique<dummy_circuit_breaker>()} {}
 
 guarded_resolver::guarded_resolver(std::unique_ptr<IRequestResolver> the_resolver,
                                    std::unique_ptr<ICircuitBreaker> the_breaker)

@@ -10,9 +10,8 @@
 
 namespace cloud::guardian {
 
-/// Puts the circuit breaker in front of the resolver: asks before each send, and reports each
-/// outcome. A refused request reaches neither the resolver nor the observer. Has no state of its
-/// own and takes no lock.
+/// The breaker's place in the chain: nothing is sent that it refuses, and it learns of all that was
+/// sent. Stateless.
 class guarded_resolver final : public IRequestResolver {
  public:
   /// The arguments of CirrelResolver.
@@ -30,7 +29,8 @@ class guarded_resolver final : public IRequestResolver {
  private:
   bool is_send_allowed(const char* service);
 
-  // Destroyed from the last to the first: nothing may report to a breaker that is gone.
+  // Ended from the last to the first. Neither of the others calls the breaker while it ends, so
+  // that one may go first.
   std::unique_ptr<IRequestResolver> resolver;
   std::unique_ptr<IRequestObserver> observer;
   std::unique_ptr<ICircuitBreaker> breaker;

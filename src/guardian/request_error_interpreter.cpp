@@ -19,7 +19,7 @@ constexpr std::array<std::uint32_t, 7> client_failures = {20014, 20013, 20011, 2
 /// Codes of a reply that mean so by themselves.
 constexpr std::array<std::int32_t, 2> reply_failures = {32003, 32004};
 
-/// Codes of a reply that mean so only together with one of these details.
+/// A code of a reply that means so with some details and not with others.
 struct detailed_failure {
   std::int32_t code;
   std::array<std::int32_t, 4> details;
@@ -76,7 +76,7 @@ bool request_error_interpreter::on_generic_request_error(const char* service, co
   if (status.error_type == 1) {
     const trace_scope trace(
         L"cloud::guardian::request_error_interpreter::on_generic_request_error");
-    // What failed on this side says nothing about the server, so it must not push its circuit open.
+    // The trouble is ours, so the circuit of an innocent server has to stay closed.
     breaker->process_request_succeded(service);
     return true;
   }
@@ -108,7 +108,7 @@ void request_error_interpreter::on_request_reply_error(const char* service, cons
   } else if (contains(reply_failures, code)) {
     report_failure(service, method, std::to_string(code), request_failure::reply_code);
   } else {
-    // A server that answered with an error of its own has answered.
+    // Any other complaint proves that somebody is there.
     breaker->process_request_succeded(service);
   }
 }

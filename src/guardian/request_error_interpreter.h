@@ -8,8 +8,8 @@
 
 namespace cloud::guardian {
 
-/// Decides what an outcome means: a failure of the server, which counts against its service, or
-/// anything else, which is a sign of life and counts as a success. Has no state.
+/// Sorts outcomes for the breaker: the few that show a server in trouble, and all others, which
+/// speak for it. Stateless.
 class request_error_interpreter final : public IRequestObserver {
  public:
   /// `breaker` is not owned and must outlive the interpreter's last call.

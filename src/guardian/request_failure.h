@@ -7,7 +7,7 @@
 struct request_failure {
   enum kind : std::int32_t { client_status = 0, reply_code = 1, detailed_reply_code = 2 };
 
-  std::string value;       ///< the code in decimal; for a detailed one two codes joined by a point
-  std::int32_t field = 0;  ///< which kind of code `value` holds
+  std::string value;       ///< decimal; a detailed one reads "code.detail"
+  std::int32_t field = 0;  ///< a kind; kept as a number because it is stored as one
   std::string method;
 };

@@ -121,8 +121,7 @@ TYPED_TEST(StringTDeathTest, EndsTheProcessWhenMemoryRunsOutInAnOperationThatMus
 TYPED_TEST(StringTDeathTest, EndsTheProcessWhenTheTextIsLongerThanItsBlock) {
   EXPECT_DEATH(
       {
-        NotingManager manager;
-        ForeignString<TypeParam> foreign(manager, {}, {.capacity = 10});
+        ForeignString<TypeParam> foreign(this->manager, {}, {.capacity = 10});
         std::fill_n(foreign.string.buffer(), 11, TypeParam{'x'});
         foreign.string.RefreshLength();
         std::_Exit(0);

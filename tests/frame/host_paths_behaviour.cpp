@@ -133,42 +133,42 @@ TEST_F(RunningFolderId, FailsAndLogsWithoutTheExecutablesFolder) {
 
 TEST_F(FolderName, EndsInASeparator) {
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
 TEST_F(FolderName, GivesTheSystemsErrorWithoutAName) {
   seam.set_own_module_name(L"", 5);
   std::uint32_t error = 0;
-  EXPECT_EQ(dll::get_foldername(error), L"");
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), L"");
   EXPECT_EQ(error, 5u);
 }
 
 TEST_F(FolderName, TakesANameThatFillsTheBufferForCutIfTheSystemComplains) {
   seam.set_own_module_name(name_of_length(40000), 122);
   std::uint32_t error = 0;
-  EXPECT_EQ(dll::get_foldername(error), L"");
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), L"");
   EXPECT_EQ(error, 122u);
 }
 
 TEST_F(FolderName, TakesANameThatFillsTheBufferAsItIsIfTheSystemDoesNotComplain) {
   seam.set_own_module_name(name_of_length(40000), 0);
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
 TEST_F(FolderName, TakesALongNameThatFits) {
   seam.set_own_module_name(name_of_length(32000), 0);
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
 TEST_F(FolderName, IsAGeneralFailureWithoutASeparator) {
   seam.set_own_module_name(platform::library_file_name(L"cloudsplicer"));
   std::uint32_t error = 0;
-  EXPECT_EQ(dll::get_foldername(error), L"");
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), L"");
   EXPECT_EQ(error, 31u);
 }
 
