@@ -1,5 +1,8 @@
 #include "_base/CSyncRWLock.h"
 
+#include <system_error>
+
+#include "_base/win_error.h"
 #include "platform/thread.h"
 
 namespace {
@@ -8,12 +11,29 @@ std::uint32_t caller_if_zero(std::uint32_t thread_id) noexcept {
   return thread_id != 0 ? thread_id : platform::current_thread_id();
 }
 
+void throw_if_failed(std::uint32_t error, const char* what) {
+  if (error != win_error::success) throw std::system_error(winapi::make_error_code(error), what);
+}
+
+void wait_for(platform::semaphore& semaphore) {
+  throw_if_failed(semaphore.acquire(), "WaitForSingleObject failed");
+}
+
+void wake(platform::semaphore& semaphore, std::uint32_t count) {
+  throw_if_failed(semaphore.release(count), "ReleaseSemaphore failed");
+}
+
 // Nothing is in flight, so this ends the process: a lock that is used wrongly guards nothing.
 [[noreturn]] void broken_invariant() {
   throw;
 }
 
 }  // namespace
+
+CSyncRWLock::CSyncRWLock() {
+  throw_if_failed(readers_.error(), "CreateSemaphore failed");
+  throw_if_failed(writers_.error(), "CreateSemaphore failed");
+}
 
 void CSyncRWLock::ReadLock(std::uint32_t thread_id) {
   const std::uint32_t id = caller_if_zero(thread_id);
@@ -36,11 +56,14 @@ void CSyncRWLock::ReadLock(std::uint32_t thread_id) {
       return;
     }
   }
+  // Allocated before the wait: once the releaser has counted this reader as active, nothing may
+  // fail any more.
+  std::map<std::uint32_t, std::uint32_t> entry{{id, 1}};
   ++waiting_readers_;
   section.unlock();
-  readers_.acquire();
+  wait_for(readers_);
   section.lock();
-  read_entries_[id] = 1;  // The releaser has counted this reader as active.
+  read_entries_.insert(entry.extract(entry.begin())).position->second = 1;
 }
 
 void CSyncRWLock::ReadUnlock(std::uint32_t thread_id) {
@@ -61,7 +84,7 @@ void CSyncRWLock::ReadUnlock(std::uint32_t thread_id) {
     --waiting_writers_;
     ++active_writers_;
     section.unlock();
-    writers_.release(1);
+    wake(writers_, 1);
   }
 }
 
@@ -76,7 +99,7 @@ void CSyncRWLock::WriteLock(std::uint32_t thread_id) {
   } else if (active_writers_ != 0 || read_entries_.find(id) == read_entries_.end()) {
     ++waiting_writers_;
     section.unlock();
-    writers_.acquire();
+    wait_for(writers_);
     section.lock();  // The releaser has counted this writer as active.
   } else {
     broken_invariant();
@@ -101,12 +124,12 @@ void CSyncRWLock::ReleaseAsWriter(std::unique_lock<std::mutex>& section) {
     --waiting_writers_;
     active_writers_ = 1;
     section.unlock();
-    writers_.release(1);
+    wake(writers_, 1);
   } else if (waiting_readers_ != 0) {
     const std::uint32_t count = waiting_readers_;
     active_readers_ = count;
     waiting_readers_ = 0;
     section.unlock();
-    readers_.release(count);
+    wake(readers_, count);
   }
 }

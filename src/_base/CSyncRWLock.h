@@ -7,13 +7,15 @@
 #include "_base/ISyncRWLock.h"
 #include "platform/semaphore.h"
 
-/// Re-entrant per thread, prefers writers, hands over directly: whoever releases sets the counters
-/// for the waiter before waking it. A writer may read; a reader must not ask to write (there is no
-/// upgrade). Releasing what isn't held, or upgrading, ends the process by a rethrow with nothing in
-/// flight.
+/// Both kinds of lock nest on one thread, and a writer may read. Readers that come while a writer
+/// waits have to wait as well, so that writers get their turn. A release passes the lock on to
+/// those whose turn it is before they wake, and nobody can slip in between. Releasing what isn't
+/// held ends the process, and so does asking to write while reading: two readers that did so would
+/// wait for each other for ever. A refusal of the system is thrown as std::system_error in the
+/// category "win_error".
 class CSyncRWLock final : public ISyncRWLock {
  public:
-  CSyncRWLock() = default;
+  CSyncRWLock();
   CSyncRWLock(const CSyncRWLock&) = delete;
   CSyncRWLock& operator=(const CSyncRWLock&) = delete;
 
@@ -40,7 +42,7 @@ class CSyncRWLock final : public ISyncRWLock {
   std::map<std::uint32_t, std::uint32_t> read_entries_;  ///< by thread id
 };
 
-/// Holds a lock for reading, on the calling thread, for as long as it lives.
+/// Reads on the thread that creates and destroys it.
 class ReadHolder {
  public:
   explicit ReadHolder(ISyncRWLock& lock) : lock_(lock) { lock_.ReadLock(0); }
@@ -52,7 +54,7 @@ class ReadHolder {
   ISyncRWLock& lock_;
 };
 
-/// Holds a lock for writing, on the calling thread, for as long as it lives.
+/// Writes on the thread that creates and destroys it.
 class WriteHolder {
  public:
   explicit WriteHolder(ISyncRWLock& lock) : lock_(lock) { lock_.WriteLock(0); }

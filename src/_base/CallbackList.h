@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "_base/CSyncRWLock.h"
@@ -57,7 +58,7 @@ class CallbackList {
     T observer;
     std::uint64_t context;
     CSyncRWLock lock;
-    bool active = true;
+    bool active = true;  ///< meant, though nothing clears it yet: an entry says if it is in use
   };
 
   std::vector<std::unique_ptr<Entry>> entries_;

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// A task for the host's serial execution. The host runs `Execute`, then calls `Release`; a task
-/// that never ran is released when its queue is given back.
+/// A task for the host's serial execution, which owns it from a successful enqueue on and ends it
+/// by `Release`, whether it came to `Execute` it or not.
 class EqWorkItem {
  public:
   virtual void* scalar_deleting_destructor(std::uint32_t flags) = 0;

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <memory>
-
-/// Owner of an auto-reset event, created unsignalled. Construction throws std::system_error in the
-/// category "win_error" with the text "CreateEvent failed"; Set throws it with "SetEvent failed".
+/// An auto-reset event; nobody has set it yet when it is new. Refusals of the system are thrown in
+/// the category "win_error": "CreateEvent failed" by the constructor, "SetEvent failed" by Set.
 class Event {
  public:
   Event();

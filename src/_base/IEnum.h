@@ -4,9 +4,9 @@
 
 namespace zv {
 
-// Enumerators are heap objects with a position in a container. They stay valid until an operation
-// other than their own `Erase` changes it. `Next` returns what it leaves and steps on; `Key` and
-// `Value` return pointers to what is stored; `HasNext` says whether the position is on an element.
+// An enumerator stands on an element of a container, or behind the last one: then HasNext is false.
+// Key and Value point into the container, and so does Next, which gives the element it stood on and
+// goes one further. Any change of the container ends its use, but for an Erase through itself.
 
 /// Over a map. Note the order of Value and Key.
 template <class K, class V>

@@ -7,18 +7,22 @@
 
 namespace zv {
 
-/// A map on the module's edge. Keys are wide strings that have a text: a key whose text pointer is
-/// null must not be given to any operation. Values are held by value; a pointer value isn't owned.
-/// Not synchronised.
+/// A map on the module's edge. It copies keys and values, of a pointer just the pointer: what that
+/// points to stays the caller's. A null string is no key: another module's map would read through
+/// the null. Not synchronised.
 template <class K, class V>
 class IMap {
  public:
-  /// 0, or 183 if the key is present: the stored value then stays.
+  /// 0, or 183 and no change for a key that is known already.
   virtual std::uint32_t Insert(const K& key, const V& value) = 0;
-  ABI_OVERLOADS_2(virtual V* Find(const K& key) = 0;, virtual const V* Find(const K& key) const = 0;)
+  // clang-format off
+  ABI_OVERLOADS_2(
+      virtual V* Find(const K& key) = 0;,
+      virtual const V* Find(const K& key) const = 0;)
+  // clang-format on
   /// 0 with a copy, or 1168.
   virtual std::uint32_t Get(const K& key, V& value) const = 0;
-  /// Removes the entry under the enumerator, which moves on to the following one.
+  /// Removes what the enumerator stands on; it then stands on the entry behind.
   virtual void Erase(IEnum<K, V>* enumerator) = 0;
   /// 0, or 1168.
   virtual std::uint32_t Remove(const K& key) = 0;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// A reader-writer lock by thread identity. A thread id of 0 means the calling thread.
+/// A reader-writer lock that knows its holders by thread id; 0 stands for whoever calls.
 class ISyncRWLock {
  public:
   virtual void ReadLock(std::uint32_t thread_id) = 0;

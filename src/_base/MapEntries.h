@@ -9,7 +9,7 @@
 
 namespace zv {
 
-/// The 64-bit hash of a map's key. The first unit is read without a test: a key has to have a text.
+/// Multiplies by 33 and adds, unit by unit up to the NUL.
 struct KeyHash {
   using Unit = std::make_unsigned_t<wchar_t>;
 

@@ -1,5 +1,6 @@
 #include "_base/ParallelWorkers.h"
 
+#include <new>
 #include <utility>
 
 #include "platform/thread_pool.h"
@@ -16,22 +17,33 @@ ParallelWorkers::~ParallelWorkers() {
 
 void ParallelWorkers::Submit(std::string name, std::function<void()> work) {
   if (pool_ == nullptr) return;
-  const std::lock_guard section(lock_);
-  if (stopping_) return;
-  auto item = std::make_shared<WorkItem>(
-      std::move(name),
-      [this, work = std::move(work)] {
-        work();
-        Sweep();
-      },
-      [] {});
-  if (!ThreadPool::TrySubmit(item)) {
-    // An item has to run before it may end; cancelled first, it does nothing.
-    item->Cancel();
-    item->Run();
-    item.reset();
+  try {
+    // The place comes before the item: one that exists has to run, so no failure may follow it.
+    std::list<Item> entry(1);
+    std::function<void()> swept_work = [this, work = std::move(work)] {
+      work();
+      Sweep();
+    };
+    // Without the lock, as whatever the work holds goes with it and may submit again.
+    if (const Item refused = Dispatch(std::move(name), swept_work, entry)) refused->Run();
+  } catch (const std::bad_alloc&) {
+    // Lost, as after a refusal.
   }
-  running_.push_back(std::move(item));
+}
+
+ParallelWorkers::Item ParallelWorkers::Dispatch(std::string name, std::function<void()>& work,
+                                                std::list<Item>& entry) {
+  const std::lock_guard section(lock_);
+  if (stopping_) return nullptr;
+  Item refused;
+  Item& item = entry.front();
+  item = std::make_shared<WorkItem>(std::move(name), std::move(work), [] {});
+  if (!ThreadPool::TrySubmit(item, pool_->environment())) {
+    item->Cancel();
+    refused.swap(item);
+  }
+  running_.splice(running_.end(), entry);
+  return refused;
 }
 
 void ParallelWorkers::Sweep() {

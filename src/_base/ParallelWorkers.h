@@ -9,8 +9,9 @@
 #include "_base/ThreadPool.h"
 #include "_base/WorkItem.h"
 
-/// Items on the process's pool with no order among them. Work that the pool refuses is lost without
-/// a word. Any thread may call anything; Stop must not be called from an item.
+/// Work that may run side by side and in any order, on the process's pool. What the pool refuses,
+/// or what there is no memory for, is dropped without a report. Any thread may call anything; Stop
+/// must not be called from an item.
 class ParallelWorkers {
  public:
   ParallelWorkers();
@@ -20,12 +21,15 @@ class ParallelWorkers {
   ~ParallelWorkers();
 
   void Submit(std::string name, std::function<void()> work);
-  /// Cancels what has not started and waits for all the rest; nothing is accepted afterwards.
+  /// Ends all items: those that run are waited for, the others don't come to run. Nothing is
+  /// accepted afterwards.
   void Stop();
 
  private:
   using Item = std::shared_ptr<zv::ThreadPool::WorkItem>;
 
+  /// Null, or the item that the pool refused: cancelled, and still to be run.
+  Item Dispatch(std::string name, std::function<void()>& work, std::list<Item>& entry);
   void Sweep();
   std::list<Item> TakeFinished();
 

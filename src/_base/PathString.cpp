@@ -36,7 +36,7 @@ bool PathString::AskExeFolder(PathString& path) {
   std::uint32_t error = 0;
   const std::uint32_t length = platform::module_file_name(nullptr, path.buffer(), size, error);
   path.RefreshLength();
-  // A name that fills the buffer counts as cut.
+  // The system may not have complained of a name that it cut, so a full buffer is taken for one.
   if (length == 0 || length == size) return false;
 
   const bool has_folder = platform::remove_file_spec(path.buffer());

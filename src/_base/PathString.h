@@ -4,8 +4,8 @@
 
 namespace zv {
 
-/// A wide string whose first 260 characters live inside the object, so that handling an ordinary
-/// path on the stack needs no allocation. Longer texts move to the heap like any other string's.
+/// A wide string with room for 260 characters inside the object: a path of the usual length costs
+/// no allocation. A longer one moves to the heap.
 class PathString : public StringT<wchar_t> {
  public:
   static constexpr std::uint64_t inner_capacity = 260;

@@ -1,5 +1,6 @@
 #include "_base/SerialWorker.h"
 
+#include <new>
 #include <utility>
 
 #include "_base/ThreadPool.h"
@@ -27,17 +28,26 @@ void SerialWorker::Submit(std::string name, std::function<void()> work,
                           std::function<void()> cancel) {
   const std::lock_guard section(lock_);
   if (stopping_) return;
-  pending_.push_back(std::make_shared<WorkItem>(name, std::move(work), std::move(cancel)));
-  // Only an item that finds the queue empty starts a drain, and it is meant so: while the queue
-  // holds more, a drain is on its way. After a refusal none is, and later items don't try again.
-  if (pending_.size() < 2 && drain_state_ != draining) StartDrain(std::move(name));
+  try {
+    // The place comes before the item: one that exists has to run, so no failure may follow it.
+    std::list<Item> added(1);
+    added.front() = std::make_shared<WorkItem>(std::move(name), std::move(work), std::move(cancel));
+    pending_.splice(pending_.end(), added);
+    // Only an item that finds the queue empty starts a drain, and it is meant so: while the queue
+    // holds more, a drain is on its way. After a refusal none is, and later items don't try again.
+    if (pending_.size() < 2 && drain_state_ != draining) StartDrain(pending_.front()->name());
+  } catch (const std::bad_alloc&) {
+    // What was to be queued is dropped; what is queued waits, as after a refusal.
+  }
 }
 
-void SerialWorker::StartDrain(std::string name) {
-  auto drain = std::make_shared<WorkItem>(
-      std::move(name), [this] { Drain(); }, [] {});
-  if (ThreadPool::TrySubmit(drain)) {
-    dispatches_.push_back(std::move(drain));
+void SerialWorker::StartDrain(const std::string& name) {
+  std::list<Item> dispatch(1);
+  Item& drain = dispatch.front();
+  drain = std::make_shared<WorkItem>(
+      name, [this] { Drain(); }, [] {});
+  if (ThreadPool::TrySubmit(drain, environment_)) {
+    dispatches_.splice(dispatches_.end(), dispatch);
     return;
   }
   // An item has to run before it may end. Cancelled first, it does nothing, so it may run under the
@@ -51,7 +61,7 @@ void SerialWorker::Drain() {
   if (drain_state_ == draining) return;
   drain_state_ = draining;
   do {
-    std::deque<Item> batch;
+    std::list<Item> batch;
     batch.swap(pending_);
     section.unlock();
     for (; !batch.empty(); batch.pop_front()) RunItem(*batch.front());

@@ -37,7 +37,7 @@ struct StringBlock {
            Load<std::uint32_t>(Bytes(text) - sizeof(guard)) == guard;
   }
   static bool TailStands(const Ch* text, std::uint64_t capacity) noexcept {
-    return Load<std::uint32_t>(Tail(text, capacity)) == guard;
+    return Load<std::uint32_t>(Bytes(text + capacity + 1)) == guard;
   }
 
   /// Writes everything but the text, and the NUL that ends the text field. Returns the text.
@@ -47,7 +47,7 @@ struct StringBlock {
     Store(head, guard);
     Store(head + sizeof(guard), record);
     Store(Bytes(text) - sizeof(guard), guard);
-    Store(Tail(text, capacity), guard);
+    Store(Bytes(text + capacity + 1), guard);
     text[capacity] = Ch{};
     return text;
   }
@@ -56,11 +56,6 @@ struct StringBlock {
   static unsigned char* Bytes(Ch* text) noexcept { return reinterpret_cast<unsigned char*>(text); }
   static const unsigned char* Bytes(const Ch* text) noexcept {
     return reinterpret_cast<const unsigned char*>(text);
-  }
-  /// The tail guard stands by the capacity, not by the length.
-  template <class Text>
-  static auto* Tail(Text* text, std::uint64_t capacity) noexcept {
-    return Bytes(text) + (capacity + 1) * sizeof(Ch);
   }
 
   template <class Field>

@@ -8,15 +8,15 @@
 
 namespace zv {
 
-/// What a string knows of its block. Lies apart from the block, so that a text can move between an
-/// object's inner storage and the heap while the record stays where it is.
+/// What a string knows of its block. Lies apart from the block, so that a text can leave an
+/// object's inner storage for the heap while the record stays where it is.
 struct StringRecord {
-  IMemMgr* memory_manager;      ///< allocated the block and the record
-  std::uint64_t length;         ///< characters before the terminator
-  std::uint64_t capacity;       ///< characters the block can hold, terminator excluded
-  std::uint64_t grow_step;      ///< least growth, in characters
-  std::uint8_t block_on_heap;   ///< 1: the block is to be freed; 0: it lies inside an object
-  std::uint8_t record_on_heap;  ///< 1: the record is to be freed
+  IMemMgr* memory_manager;     ///< gave the memory and takes it back
+  std::uint64_t length;        ///< in characters, like the next two, without the NUL
+  std::uint64_t capacity;      ///< how long the text may get in this block
+  std::uint64_t grow_step;     ///< a new block is larger by at least this
+  std::uint8_t block_on_heap;  ///< 0 or 1, like the next: whether the manager's Free is due
+  std::uint8_t record_on_heap;
 };
 static_assert(sizeof(StringRecord) == 40);
 
@@ -34,18 +34,16 @@ struct ChTraitsCRT {
 ///
 ///   u32 guard | StringRecord* | u32 guard | Ch text[capacity + 1] | u32 guard
 ///
-/// A guard that was overwritten, memory that ran out inside an operation that can't report it, and
-/// a length beyond the capacity all end the process by a rethrow with nothing in flight: a corrupt
-/// heap is no place to unwind in. Guards are checked by every mutation, by destruction, and on the
-/// source of a copy; reading never checks.
+/// A damaged guard, a text that runs beyond its block, and memory that ran out where there is no
+/// result to tell it by all end the process at once: a corrupt heap is no place to unwind in.
+/// Guards are checked by whatever changes, ends or copies a string, never by a mere reader.
 ///
-/// Not synchronised: one thread at a time, or under the owner's lock.
+/// Not synchronised.
 template <class Ch, class MemMgr = StringMemMgr, class Traits = ChTraitsCRT<Ch>, int Version = 1>
 class StringT {
  public:
   static constexpr std::uint64_t npos = ~std::uint64_t{0};
   static constexpr std::uint64_t default_grow_step = 64;
-  static constexpr std::uint32_t guard = 0xABCD;
 
   StringT() noexcept = default;
   StringT(const Ch* text);  // NOLINT(google-explicit-constructor): a text is a string
@@ -60,8 +58,8 @@ class StringT {
   /// Makes the block hold `capacity` characters, cutting the text if it was longer. False when
   /// memory ran out; the string is then as it was.
   [[nodiscard]] bool Reserve(std::uint64_t capacity);
-  /// Takes `count` characters of `text`; npos means up to its NUL. The string's own text is a
-  /// no-op.
+  /// Takes `count` characters of `text`; npos means up to its NUL. Changes nothing if `text` is the
+  /// string's own, whatever `count` says.
   void Assign(const Ch* text, std::uint64_t count = npos);
   void Append(const Ch* text);
   void AppendChar(Ch character);

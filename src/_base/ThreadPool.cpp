@@ -6,30 +6,24 @@
 
 namespace zv::ThreadPool {
 
-namespace {
+ThreadPool::~ThreadPool() {
+  platform::close_pool(pool_, environment_);
+}
 
-using Handover = std::shared_ptr<WorkItem>;
+bool ThreadPool::TrySubmit(const std::shared_ptr<WorkItem>& item, void* environment) noexcept {
+  // The pool's share lies in the item itself: handing over allocates nothing that could fail.
+  item->pool_share_ = item;
+  if (platform::submit_to_pool(&RunSubmitted, item.get(), environment)) return true;
+  item->pool_share_.reset();
+  return false;
+}
 
 // noexcept, because above a pool thread there is nobody to catch: work that throws ends the
 // process.
-void RunHandover(void* context) noexcept {
-  // Owned until the run is over, so that an item never ends, and waits for itself, before it is
-  // done.
-  const std::unique_ptr<Handover> item(static_cast<Handover*>(context));
-  (*item)->Run();
-}
-
-}  // namespace
-
-ThreadPool::ThreadPool() = default;
-ThreadPool::~ThreadPool() = default;
-
-bool ThreadPool::TrySubmit(std::shared_ptr<WorkItem> item) {
-  auto handover = std::make_unique<Handover>(std::move(item));
-  if (!platform::submit_to_pool(&RunHandover, handover.get())) return false;
-  // The callback owns it now, and may have freed it already.
-  static_cast<void>(handover.release());
-  return true;
+void ThreadPool::RunSubmitted(void* context) noexcept {
+  // Held until the run is over: were it the last share, the item would else wait for itself.
+  const auto item = std::move(static_cast<WorkItem*>(context)->pool_share_);
+  item->Run();
 }
 
 }  // namespace zv::ThreadPool

@@ -18,7 +18,7 @@ void WorkItem::Run() {
   // then take down what the work refers to.
   std::function<void()> work = std::exchange(work_, nullptr);
   if (state_ == cancelled) {
-    const std::function<void()> cancel = cancel_;
+    const std::function<void()> cancel = std::exchange(cancel_, nullptr);
     section.unlock();
     work = nullptr;
     section.lock();
@@ -34,8 +34,9 @@ void WorkItem::Run() {
   try {
     work();
   } catch (...) {
-    // Without this the item's own destructor would wait for ever.
+    work = nullptr;
     section.lock();
+    // Without this the item's own destructor would wait for ever.
     Finish();
     throw;
   }

@@ -9,16 +9,16 @@
 
 namespace zv::ThreadPool {
 
-/// One piece of work on its way through a pool. Held by std::shared_ptr. Its destructor waits until
-/// the item is done, so an item that was handed to a pool has to run.
+/// One piece of work on its way through a pool. Its destructor waits until the item is done, since
+/// a pool's thread may still be inside: whoever makes an item has to see to it that it runs.
 ///
 /// pending -> running -> done, or pending -> cancelled -> done. Done is final.
 class WorkItem {
  public:
   enum State : std::int32_t { pending = 0, running = 1, done = 2, cancelled = 3 };
 
-  /// `cancel` runs in the place of `work` if the item was cancelled. Either may be empty until it
-  /// is called; then it is std::bad_function_call.
+  /// Either callable may be empty as long as its turn doesn't come; Run then throws
+  /// std::bad_function_call.
   WorkItem(std::string name, std::function<void()> work, std::function<void()> cancel);
   WorkItem(const WorkItem&) = delete;
   WorkItem& operator=(const WorkItem&) = delete;
@@ -37,6 +37,8 @@ class WorkItem {
   const std::string& name() const noexcept { return name_; }
 
  private:
+  friend class ThreadPool;
+
   /// Under the lock.
   void Finish();
 
@@ -46,6 +48,7 @@ class WorkItem {
   std::function<void()> cancel_;
   std::condition_variable done_signal_;
   mutable std::mutex lock_;
+  std::shared_ptr<WorkItem> pool_share_;  ///< from the submission to the run
 };
 
 }  // namespace zv::ThreadPool

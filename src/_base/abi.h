@@ -7,24 +7,24 @@
 #include <cxxabi.h>
 #endif
 
-/// The binary contract of every interface that crosses the module's edge.
+/// How the interfaces that other modules see are laid out in memory.
 ///
 /// Hosts and the closed libraries are compiled by MSVC for x64. Whichever compiler builds this
 /// module, its tables and records have to look as MSVC would lay them out. GCC and clang (for any
 /// target but MSVC's own) differ from MSVC in three places, hence three rules:
 ///
-///   1. A virtual destructor is one slot. MSVC emits one (the scalar deleting destructor, taking
-///      flags), the Itanium C++ ABI emits two, and everything declared after it would shift. An
+///   1. MSVC spends one slot on a virtual destructor, a function that is told by flags whether to
+///      free as well. The Itanium C++ ABI spends two, which would shift all that follows. An
 ///      interface therefore declares `scalar_deleting_destructor` where the destructor stands, and
 ///      its implementation forwards to msvc_abi::run_destructor.
-///   2. Overloads stand in the stated slot order. MSVC lays the overloads of one name out in
-///      reverse of their declaration, so they are declared through ABI_OVERLOADS_2 or _3.
-///   3. A record returned by value goes through a hidden pointer that follows `this`. GCC would
-///      return a small one in a register, so the pointer is declared: first parameter and result.
+///   2. MSVC gives the overloads of one name their slots from the last declared to the first, so
+///      they are declared through ABI_OVERLOADS_2 or _3, whose arguments are in slot order.
+///   3. MSVC returns a record by writing to a pointer that it passes behind `this`. GCC prefers a
+///      register for a small one, so the pointer is declared: first parameter and result.
 ///
-/// Besides: an interface has no data; integers, pointers, zv::StringT and plain records are all
-/// that passes; `bool` is one byte, enumerations are 32 bits. The same rules hold on Linux, so that
-/// one set of headers and tests serves both.
+/// Besides: an interface has no data, and what passes is integers, pointers, plain records and
+/// zv::StringT. A bool is a byte and an enumeration an int, as both compilers have it by
+/// themselves. Linux needs none of this, but follows it, so that tests there tell of Windows too.
 
 #if defined(_WIN32)
 #define ABI_EXPORT extern "C" __declspec(dllexport)
@@ -68,8 +68,8 @@ void destroy(Interface* object) {
 
 }  // namespace msvc_abi
 
-/// An interface's identity, compared as a whole. Passed by value it travels as the platform passes
-/// a 16-byte record: on Windows as a pointer to a copy.
+/// An interface's identity, compared as a whole. Passed by value it needs no help: the compilers
+/// agree on how a record of 16 bytes travels.
 struct IID {
   std::uint32_t data1;
   std::uint16_t data2;

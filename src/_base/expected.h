@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <type_traits>
 #include <utility>
@@ -26,7 +27,8 @@ unexpected(Error) -> unexpected<Error>;
 template <class Value, class Error>
 class expected {
  public:
-  expected(Value value) : held_(std::in_place_index<0>, std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  expected(Value value)
+      : held_(std::in_place_index<0>, std::move(value)) {}  // NOLINT(google-explicit-constructor)
   template <class E>
   expected(unexpected<E> failure)  // NOLINT(google-explicit-constructor)
       : held_(std::in_place_index<1>, std::move(failure.error)) {}

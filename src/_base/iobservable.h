@@ -4,8 +4,8 @@
 
 namespace zv {
 
-/// Whoever can be observed. `context` is stored with the observer and not passed back to it; it is
-/// what tells two registrations apart when one is removed.
+/// Whoever can be observed. An observer can't be added twice, whatever its `context`, and a removal
+/// has to name the context that it was added with. The observer never sees it.
 template <class T>
 class iobservable {
  public:

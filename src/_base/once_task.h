@@ -14,7 +14,9 @@ class once_task final : public EqWorkItem {
  public:
   once_task(F member, Obj* object) : call_(new Call{object, member}) {}
 
-  void* scalar_deleting_destructor(std::uint32_t flags) override { return msvc_abi::run_destructor(this, flags); }
+  void* scalar_deleting_destructor(std::uint32_t flags) override {
+    return msvc_abi::run_destructor(this, flags);
+  }
   void Release() override { delete this; }
   void Execute() override {
     if (call_ == nullptr) return;

@@ -7,7 +7,8 @@
 namespace platform {
 
 /// One record in a buffer. `next_entry_offset` bytes further stands the next one, 0 in the last.
-/// The name follows the header: `name_bytes` bytes of wchar_t, not terminated, relative to the folder.
+/// The name follows the header: `name_bytes` bytes of wchar_t, not terminated, relative to the
+/// folder.
 struct change_record {
   std::uint32_t next_entry_offset;
   std::uint32_t action;
@@ -37,10 +38,11 @@ void close_directory(directory_reader* reader) noexcept;
 inline constexpr std::size_t no_reader = ~std::size_t{0};
 inline constexpr std::size_t stop_signalled = ~std::size_t{0} - 1;
 
-/// Waits, without a limit, until a read of one of `readers` has completed, and returns its index, or
-/// stop_signalled when `stop_event` (of create_event) was set, which is looked at last. no_reader if
-/// the system can't wait, as for more than 63 readers. A folder that is taken away completes its read
-/// too, with the buffer as it was, and can't be read again.
-std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count, void* stop_event) noexcept;
+/// Waits, without a limit, until a read of one of `readers` has completed, and returns its index,
+/// or stop_signalled when `stop_event` (of create_event) was set, which is looked at last.
+/// no_reader if the system can't wait, as for more than 63 readers. A folder that is taken away
+/// completes its read too, with the buffer as it was, and can't be read again.
+std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count,
+                             void* stop_event) noexcept;
 
 }  // namespace platform

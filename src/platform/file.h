@@ -12,8 +12,8 @@ namespace platform {
 std::filesystem::path file_path(std::wstring_view text);
 std::wstring wide_text(const std::filesystem::path& path);
 
-/// Opens a file for reading its bytes; test `is_open()`. A seam is asked for the open, then once for
-/// the reads: when it fails those, the stream is open and bad. Likewise for writing.
+/// Opens a file for reading its bytes; test `is_open()`. A seam is asked for the open, then once
+/// for the reads: when it fails those, the stream is open and bad. Likewise for writing.
 std::ifstream open_for_reading(const std::filesystem::path& path);
 /// Opens a file for writing, truncating it; test the stream.
 std::ofstream open_for_writing(const std::filesystem::path& path);

@@ -6,7 +6,8 @@ namespace platform {
 
 void* open_lock_file(const wchar_t* path, std::uint32_t& error) noexcept {
   error = injected_failure(Call::open);
-  return error == 0 ? os::open_lock_file(path, error) : no_file;
+  if (error != 0) return no_file;
+  return os::with_path(path, error, no_file, [&] { return os::open_lock_file(path, error); });
 }
 
 bool lock_first_byte(void* file, std::uint32_t& error) noexcept {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <optional>
+#include <string>
 
 #include "platform/os.h"
 
@@ -32,16 +34,50 @@ std::optional<std::wstring> name_from_seam(module_handle module, std::uint32_t& 
   return std::nullopt;
 }
 
+constexpr module_handle no_module = nullptr;
+
 }  // namespace
+
+module_handle load_library(const wchar_t* path, std::uint32_t& error) noexcept {
+  return os::with_path(path, error, no_module, [&] { return os::load_library(path, error); });
+}
+
+module_handle load_library_with_altered_search_path(const wchar_t* path,
+                                                    std::uint32_t& error) noexcept {
+  return os::with_path(path, error, no_module,
+                       [&] { return os::load_library_with_altered_search_path(path, error); });
+}
+
+module_handle find_loaded(const wchar_t* name) noexcept {
+  std::uint32_t error = 0;
+  return os::with_path(name, error, no_module, [&] { return os::find_loaded(name); });
+}
+
+module_handle reference_loaded(const wchar_t* name) noexcept {
+  std::uint32_t error = 0;
+  return os::with_path(name, error, no_module, [&] { return os::reference_loaded(name); });
+}
 
 std::uint32_t module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
                                std::uint32_t& error) noexcept {
   error = 0;
   if (const auto name = name_from_seam(module, error)) return copy_name(*name, buffer, size);
-  return os::module_file_name(module, buffer, size, error);
+  return os::with_memory(error, std::uint32_t{0},
+                         [&] { return os::module_file_name(module, buffer, size, error); });
+}
+
+bool is_absolute(const wchar_t* path) noexcept {
+  std::uint32_t error = 0;
+  return os::with_path(path, error, false, [&] { return os::is_absolute(path); });
+}
+
+bool file_exists(const wchar_t* path) noexcept {
+  std::uint32_t error = 0;
+  return os::with_path(path, error, false, [&] { return os::file_exists(path); });
 }
 
 bool remove_file_spec(wchar_t* path) noexcept {
+  if (path == nullptr) return false;
   wchar_t* const last = std::wcsrchr(path, path_separator);
   if (last == nullptr) return false;
   const auto at = static_cast<std::size_t>(last - path);
@@ -52,6 +88,7 @@ bool remove_file_spec(wchar_t* path) noexcept {
 }
 
 bool add_separator(wchar_t* path, std::uint64_t size) noexcept {
+  if (path == nullptr) return false;
   const std::size_t length = std::wcslen(path);
   if (length == 0 || path[length - 1] == path_separator) return true;
   if (length + 2 > size) return false;

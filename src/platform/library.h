@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-/// Dynamic libraries and the paths of modules. Failures are Windows error numbers on every platform.
+/// Dynamic libraries and the paths of modules. Failures are Windows error numbers on every
+/// platform. A null path is refused, by 87 where there is an error to set.
 namespace platform {
 
 using module_handle = void*;
@@ -15,12 +16,13 @@ std::wstring library_file_name(std::wstring_view stem);
 /// The separator that paths of this platform are written with.
 extern const wchar_t path_separator;
 
-/// Loads a library by path, or by bare name through the ordinary search order (on Linux: a library
+/// Loads a library by path, or by bare name from where the system looks for it (on Linux: a library
 /// of that name that is loaded already, the executable's folder, then the system's own search).
 /// Null on failure, `error` then being the system's number; 0 on success.
 module_handle load_library(const wchar_t* path, std::uint32_t& error) noexcept;
 /// The same for an absolute path, looking for the library's own dependencies in its folder first.
-module_handle load_library_with_altered_search_path(const wchar_t* path, std::uint32_t& error) noexcept;
+module_handle load_library_with_altered_search_path(const wchar_t* path,
+                                                    std::uint32_t& error) noexcept;
 /// Gives back one count of the library.
 void unload_library(module_handle module) noexcept;
 
@@ -41,7 +43,8 @@ module_handle own_module() noexcept;
 std::uint32_t module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
                                std::uint32_t& error) noexcept;
 
-/// Cuts a terminated path after its last separator, or false if it has none to cut at.
+/// Cuts a terminated path before its last separator, or behind it where it belongs to the root.
+/// False if that removes nothing.
 bool remove_file_spec(wchar_t* path) noexcept;
 /// Makes a terminated path end in a separator, or false if `size` characters can't hold it.
 bool add_separator(wchar_t* path, std::uint64_t size) noexcept;

@@ -18,7 +18,7 @@ void set_seam(Seam* seam) noexcept {
   installed.store(seam, std::memory_order_release);
 }
 Seam* seam() noexcept {
-  return installed.load(std::memory_order_relaxed);
+  return installed.load(std::memory_order_acquire);
 }
 
 }  // namespace platform

@@ -8,8 +8,8 @@
 namespace platform {
 
 /// The calls of the system that a test can make fail: opening a file or a lock file, the reads and
-/// the writes of one stream (asked once, when it has been opened), taking the file lock, watching (one
-/// call for opening a folder, one for each start of a read), and submission to the pool.
+/// the writes of one stream (asked once, when it has been opened), taking the file lock, watching
+/// (one call for opening a folder, one for each start of a read), and submission to the pool.
 enum class Call : std::uint8_t { open, read, write, lock, watch, submit };
 
 /// What a test puts between the module and the system. Each operation may be called from any
@@ -28,7 +28,7 @@ class Seam {
   virtual std::optional<bool> elevated() noexcept { return std::nullopt; }
 };
 
-/// Null (as in the product) means none: each call then costs one relaxed load more than without.
+/// Null (as in the product) means none: each call then costs one load more than without.
 void set_seam(Seam* seam) noexcept;
 Seam* seam() noexcept;
 

@@ -226,14 +226,14 @@ TEST_F(RWLock, IsHandedToAWriterBeforeThatWakesUp) {
   EXPECT_EQ(handed_over.active_readers, 0u);
   EXPECT_EQ(handed_over.active_writers, 1u);
   EXPECT_EQ(handed_over.waiting_writers, 0u);
-  // Nobody slips in between, however fast.
-  const Attempt newcomer = try_write(cleo);
-  ASSERT_TRUE(writers_wait(1));
+  // No reader slips in between, however fast.
+  const Attempt newcomer = try_read(cleo);
+  ASSERT_TRUE(readers_wait(1));
   ASSERT_TRUE(writer.ends());
   EXPECT_FALSE(newcomer.is_done());
   lock.WriteUnlock(bert);
   EXPECT_TRUE(newcomer.ends());
-  lock.WriteUnlock(cleo);
+  lock.ReadUnlock(cleo);
 }
 
 TEST_F(RWLock, IsHandedToReadersBeforeTheyWakeUp) {

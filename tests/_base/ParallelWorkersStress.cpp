@@ -6,6 +6,7 @@
 #include <mutex>
 #include <random>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "_base/ParallelWorkers.h"
@@ -138,6 +139,18 @@ TEST(ParallelWorkersStress, RefusedWorkIsLostAndTheRestRuns) {
   EXPECT_EQ(tally.sum(), 750);
   EXPECT_EQ(tally.most(), 1);
   EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST(ParallelWorkersStress, RefusedWorkMaySubmitWhenItIsLetGo) {
+  const Refusals refusals;
+  Tally tally(1);
+  ParallelWorkers workers;
+  for (int i = 0; i < 3; ++i) workers.Submit("filler", [] {});
+  std::shared_ptr<void> share(nullptr,
+                              [&](void*) { workers.Submit("last", [&tally] { tally.run(0); }); });
+  workers.Submit("refused", [share = std::move(share)] { ADD_FAILURE() << "the pool refused it"; });
+  ASSERT_EQ(refusals.count, 1);
+  ASSERT_TRUE(tally.wait_for(1));
 }
 
 TEST(ParallelWorkersStress, StopStepsOverRefusedWork) {

@@ -271,6 +271,8 @@ TEST_F(DirectoryChanges, WaitForTheStopEventAlone) {
 }
 
 TEST_F(DirectoryChanges, CannotBeReadOfAnAbsentFolder) {
+  EXPECT_EQ(platform::open_directory(nullptr, error_), nullptr);
+  EXPECT_EQ(error_, 87u);
   EXPECT_EQ(platform::open_directory(platform::wide_text(folder_ / "absent").c_str(), error_),
             nullptr);
   EXPECT_TRUE(error_ == 2 || error_ == 3) << error_;

@@ -141,6 +141,8 @@ TEST_F(FileLock, SaysWhyAFileCannotBeOpened) {
   EXPECT_EQ(platform::open_lock_file(platform::wide_text(folder_.path()).c_str(), error),
             platform::no_file);
   EXPECT_EQ(error, 5u);
+  EXPECT_EQ(platform::open_lock_file(nullptr, error), platform::no_file);
+  EXPECT_EQ(error, 87u);
 }
 
 TEST_F(FileLock, FailsWhenASeamSaysSo) {

@@ -146,6 +146,16 @@ TEST_F(Library, FailsWithTheSystemsNumber) {
   platform::unload_library(module);
 }
 
+TEST_F(Library, HasToBeNamed) {
+  EXPECT_EQ(platform::load_library(nullptr, error_), nullptr);
+  EXPECT_EQ(error_, 87u);
+  error_ = 0;
+  EXPECT_EQ(platform::load_library_with_altered_search_path(nullptr, error_), nullptr);
+  EXPECT_EQ(error_, 87u);
+  EXPECT_EQ(platform::find_loaded(nullptr), nullptr);
+  EXPECT_EQ(platform::reference_loaded(nullptr), nullptr);
+}
+
 TEST_F(Library, NamesTheProgramForNull) {
   const std::wstring name = name_of(nullptr);
   EXPECT_TRUE(platform::is_absolute(name.c_str()));
@@ -237,6 +247,13 @@ TEST(Path, IsAbsoluteFromTheRootOnly) {
   EXPECT_FALSE(platform::is_absolute(L"a"));
   EXPECT_FALSE(platform::is_absolute(native(L"a/b").c_str()));
   EXPECT_FALSE(platform::is_absolute(L""));
+}
+
+TEST(Path, IsNeitherAbsoluteNorThereIfItIsNull) {
+  EXPECT_FALSE(platform::is_absolute(nullptr));
+  EXPECT_FALSE(platform::file_exists(nullptr));
+  EXPECT_FALSE(platform::remove_file_spec(nullptr));
+  EXPECT_FALSE(platform::add_separator(nullptr, 1));
 }
 
 TEST(Path, ExistsAsFileAndAsFolder) {

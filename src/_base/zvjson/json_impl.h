@@ -4,7 +4,7 @@
 
 namespace zv {
 
-/// The owner of one reference to a jansson value, which may be null.
+/// Owns one reference to a jansson value, or none.
 class json_impl {
  public:
   /// jansson's true or false, which are constants: they count no references.

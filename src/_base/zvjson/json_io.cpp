@@ -10,7 +10,8 @@
 namespace zv {
 namespace {
 
-/// More than an ordinary envelope or answer takes: its dump then allocates once.
+/// Room for most texts from the start: jansson writes piece by piece, and the text would grow again
+/// and again.
 constexpr std::size_t usual_dump_size = 512;
 
 template <class Ch>

@@ -57,8 +57,8 @@ class Json {
   virtual bool GetMember(const char* key, std::string& value) const;
   virtual bool GetMember(const char* key, json_int_t& value) const;
   virtual bool SetMember(const char* key, const Json& value);  ///< shares `value`
-  /// Sets every member of the object `other` in this object, in the order of its sorted keys. An
-  /// array or any other value has no members and adds nothing.
+  /// Copies the members of `other` over, sorted by key, as their order shows in a dump. Nothing is
+  /// copied, and that is a success, if `other` isn't an object.
   virtual bool SetMembers(const Json& other);
 
   // Array items.
@@ -67,7 +67,7 @@ class Json {
 
   // The value itself.
   virtual bool GetValue(std::string& value) const;
-  /// Of any number; only an integer has a value, a real reads as 0.
+  /// Succeeds for any number, but gives 0 for a real.
   virtual bool GetValue(json_int_t& value) const;
 
   /// Items of an array, members of an object, 0 for anything else.
@@ -84,8 +84,8 @@ class Json {
   virtual bool UnpackV(const char* file, int line, const char* format,
                        std::va_list arguments) const;
 
-  // Loads let go of the former value first. Flags are jansson's decoding flags; others are dropped.
-  // An empty holder fails.
+  // A load that fails leaves no value, not the former one. Of the flags only those reach jansson
+  // that tell it how to decode. An empty holder fails.
   virtual bool Load(const char* text, std::size_t flags);
   /// Fills `error` as well. It drops the decoding flags and copies the encoding ones instead, which
   /// have no effect on a load: callers rely on its reading with default flags.

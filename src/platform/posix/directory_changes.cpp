@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,13 +34,19 @@ constexpr int half_rename_milliseconds = 10;
 
 class directory_reader {
  public:
-  directory_reader(int folder, int events) noexcept : folder_(folder), events_(events) {}
+  directory_reader() = default;
   directory_reader(const directory_reader&) = delete;
   directory_reader& operator=(const directory_reader&) = delete;
 
   ~directory_reader() {
-    close(events_);
-    close(folder_);
+    if (events_ >= 0) close(events_);
+    if (folder_ >= 0) close(folder_);
+  }
+
+  bool open(const char* path) noexcept {
+    folder_ = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder_ >= 0) events_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    return events_ >= 0;
   }
 
   std::uint32_t start(void* buffer, std::uint32_t size, std::uint32_t filter) {
@@ -57,11 +64,15 @@ class directory_reader {
   int descriptor() const noexcept { return buffer_ != nullptr ? events_ : -1; }
 
   /// Completes the read in progress if there is anything to tell.
-  bool complete() {
+  bool complete() noexcept {
     if (buffer_ == nullptr) return false;
-    if (records_->empty()) take_events();
-    if (records_->empty()) return false;
-    records_->fill(buffer_, size_);
+    try {
+      if (records_->empty()) take_events();
+      if (records_->empty()) return false;
+      records_->fill(buffer_, size_);
+    } catch (const std::bad_alloc&) {
+      // The events were read and are lost. That is an overflow, which leaves the buffer as it was.
+    }
     buffer_ = nullptr;
     return true;
   }
@@ -92,25 +103,21 @@ class directory_reader {
     return poll(&descriptor, 1, half_rename_milliseconds) > 0;
   }
 
-  int folder_;
-  int events_;
+  int folder_ = -1;
+  int events_ = -1;
   std::optional<InotifyRecords> records_;
   void* buffer_ = nullptr;
   std::uint32_t size_ = 0;
 };
 
-directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) noexcept {
-  error = 0;
-  const int folder = open(to_native(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const int events = folder >= 0 ? inotify_init1(IN_NONBLOCK | IN_CLOEXEC) : -1;
-  if (events >= 0) return new directory_reader(folder, events);
-  error = from_errno(errno);
-  if (folder >= 0) close(folder);
-  return nullptr;
+directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) {
+  auto reader = std::make_unique<directory_reader>();
+  error = reader->open(to_native(path).c_str()) ? 0 : from_errno(errno);
+  return error == 0 ? reader.release() : nullptr;
 }
 
 bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,
-                       std::uint32_t filter, std::uint32_t& error) noexcept {
+                       std::uint32_t filter, std::uint32_t& error) {
   error = reader->start(buffer, size, filter);
   return error == 0;
 }

@@ -23,6 +23,7 @@ constexpr NumberText texts_without_errno[] = {
     {127, "Procedure not found"},
     {158, "Segment already unlocked"},
     {232, "No data"},
+    {298, "Too many posts to a semaphore"},
     {1006, "Bad volume or database"},
     {1011, "Cannot open"},
     {1022, "Change notification buffer overflowed"},

@@ -9,7 +9,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string>
 
 #include "platform/error_text.h"
@@ -55,17 +54,19 @@ bool is_folder(int descriptor) noexcept {
 
 }  // namespace
 
-void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) noexcept {
+void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) {
   const std::string native = to_native(path);
-  int descriptor = open_or_create(native.c_str());
-  error = descriptor >= 0 ? 0 : from_errno(errno);
+  // All memory before the descriptor, which would be left open when it runs out.
+  auto self = std::make_unique<LockFile>(LockFile{-1, false, identity_of(native)});
+  self->descriptor = open_or_create(native.c_str());
+  error = self->descriptor >= 0 ? 0 : from_errno(errno);
   if (error != 0) return no_file;
-  if (is_folder(descriptor)) {
-    close(descriptor);
+  if (is_folder(self->descriptor)) {
+    close(self->descriptor);
     error = from_errno(EISDIR);
     return no_file;
   }
-  return new LockFile{descriptor, false, identity_of(native)};
+  return self.release();
 }
 
 bool os::lock_first_byte(void* file, std::uint32_t& error) noexcept {

@@ -119,15 +119,14 @@ std::wstring library_file_name(std::wstring_view stem) {
   return std::wstring(stem) + L".so";
 }
 
-module_handle load_library(const wchar_t* path, std::uint32_t& error) noexcept {
+module_handle os::load_library(const wchar_t* path, std::uint32_t& error) {
   const std::string name = to_native(path);
   // An absolute name, so that module_file_name still tells the truth after a change of folder.
   return is_bare(name) ? load_bare(name, error) : load(absolute(name), error);
 }
 
 /// The loader here looks for a library's dependencies where the library itself says.
-module_handle load_library_with_altered_search_path(const wchar_t* path,
-                                                    std::uint32_t& error) noexcept {
+module_handle os::load_library_with_altered_search_path(const wchar_t* path, std::uint32_t& error) {
   return load_library(path, error);
 }
 
@@ -141,13 +140,13 @@ void* find_symbol(module_handle module, const char* name, std::uint32_t& error) 
   return symbol;
 }
 
-module_handle find_loaded(const wchar_t* name) noexcept {
+module_handle os::find_loaded(const wchar_t* name) {
   module_handle const module = reference(to_native(name));
   if (module != nullptr) dlclose(module);
   return module;
 }
 
-module_handle reference_loaded(const wchar_t* name) noexcept {
+module_handle os::reference_loaded(const wchar_t* name) {
   return reference(to_native(name));
 }
 
@@ -159,7 +158,7 @@ module_handle own_module() noexcept {
 }
 
 std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
-                                   std::uint32_t& error) noexcept {
+                                   std::uint32_t& error) {
   const std::string native = path_of(module);
   error = native.empty() ? error_module_not_found : size == 0 ? error_insufficient_buffer : 0;
   if (error != 0) return 0;
@@ -172,11 +171,11 @@ std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::u
   return size;
 }
 
-bool is_absolute(const wchar_t* path) noexcept {
+bool os::is_absolute(const wchar_t* path) {
   return path[0] == L'/';
 }
 
-bool file_exists(const wchar_t* path) noexcept {
+bool os::file_exists(const wchar_t* path) {
   return exists(to_native(path));
 }
 

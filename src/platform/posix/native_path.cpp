@@ -8,7 +8,7 @@ std::string to_native(const wchar_t* path) {
   std::uint32_t error = 0;
   std::string native(wide_to_utf8(path, nullptr, 0, error), '\0');
   wide_to_utf8(path, native.data(), static_cast<std::uint32_t>(native.size()), error);
-  native.pop_back();
+  if (!native.empty()) native.pop_back();
   return native;
 }
 
@@ -16,7 +16,7 @@ std::wstring from_native(const char* path) {
   std::uint32_t error = 0;
   std::wstring wide(utf8_to_wide(path, nullptr, 0, error), L'\0');
   utf8_to_wide(path, wide.data(), static_cast<std::uint32_t>(wide.size()), error);
-  wide.pop_back();
+  if (!wide.empty()) wide.pop_back();
   return wide;
 }
 

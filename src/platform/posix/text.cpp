@@ -1,6 +1,3 @@
-#include <cstring>
-#include <cwchar>
-
 #include "platform/os.h"
 
 namespace platform::os {

@@ -49,7 +49,8 @@ bool push(const Share& task) {
 
 }  // namespace
 
-bool os::submit_to_pool(void (*callback)(void*), void* context) noexcept {
+/// There is the default pool only, so no environment leads anywhere else.
+bool os::submit_to_pool(void (*callback)(void*), void* context, void*) noexcept {
   try {
     const auto task = std::make_shared<Task>();
     task->callback = callback;
@@ -60,7 +61,8 @@ bool os::submit_to_pool(void (*callback)(void*), void* context) noexcept {
   }
 }
 
-/// No timers are made here, as nothing in the module arms one.
+// Neither a pool beside the default one nor a timer can be made here.
+void close_pool(void*, void*) noexcept {}
 void cancel_pool_timer(void*) noexcept {}
 
 }  // namespace platform

@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <memory>
-#include <new>
 
 #include "platform/os.h"
 #include "platform/windows/long_path.h"
@@ -45,12 +45,8 @@ class directory_reader {
   }
 };
 
-directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) noexcept {
-  std::unique_ptr<directory_reader> reader(new (std::nothrow) directory_reader);
-  if (reader == nullptr) {
-    error = ERROR_OUTOFMEMORY;
-    return nullptr;
-  }
+directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) {
+  auto reader = std::make_unique<directory_reader>();
   reader->folder = CreateFileW(
       long_path(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
@@ -62,7 +58,7 @@ directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) 
 }
 
 bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,
-                       std::uint32_t filter, std::uint32_t& error) noexcept {
+                       std::uint32_t filter, std::uint32_t& error) {
   reader->overlapped = {};
   reader->overlapped.hEvent = reader->event;
   const bool started = ReadDirectoryChangesW(reader->folder, buffer, size, FALSE, filter, nullptr,

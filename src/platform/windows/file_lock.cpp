@@ -7,7 +7,7 @@
 
 namespace platform {
 
-void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) noexcept {
+void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) {
   const HANDLE file =
       CreateFileW(long_path(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_HIDDEN, nullptr);

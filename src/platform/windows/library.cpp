@@ -23,12 +23,11 @@ std::wstring library_file_name(std::wstring_view stem) {
   return std::wstring(stem) + L".dll";
 }
 
-module_handle load_library(const wchar_t* path, std::uint32_t& error) noexcept {
+module_handle os::load_library(const wchar_t* path, std::uint32_t& error) {
   return loaded_or_error(LoadLibraryW(long_path(path).c_str()), error);
 }
 
-module_handle load_library_with_altered_search_path(const wchar_t* path,
-                                                    std::uint32_t& error) noexcept {
+module_handle os::load_library_with_altered_search_path(const wchar_t* path, std::uint32_t& error) {
   return loaded_or_error(
       LoadLibraryExW(long_path(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH), error);
 }
@@ -43,11 +42,11 @@ void* find_symbol(module_handle module, const char* name, std::uint32_t& error) 
   return reinterpret_cast<void*>(symbol);
 }
 
-module_handle find_loaded(const wchar_t* name) noexcept {
+module_handle os::find_loaded(const wchar_t* name) {
   return GetModuleHandleW(long_path(name).c_str());
 }
 
-module_handle reference_loaded(const wchar_t* name) noexcept {
+module_handle os::reference_loaded(const wchar_t* name) {
   HMODULE module = nullptr;
   return GetModuleHandleExW(0, long_path(name).c_str(), &module) ? module : nullptr;
 }
@@ -61,7 +60,7 @@ module_handle own_module() noexcept {
 }
 
 std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
-                                   std::uint32_t& error) noexcept {
+                                   std::uint32_t& error) {
   SetLastError(0);
   const DWORD length = GetModuleFileNameW(static_cast<HMODULE>(module), buffer, size);
   error = GetLastError();
@@ -70,11 +69,11 @@ std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::u
   return length;
 }
 
-bool is_absolute(const wchar_t* path) noexcept {
+bool os::is_absolute(const wchar_t* path) {
   return std::filesystem::path(path).is_absolute();
 }
 
-bool file_exists(const wchar_t* path) noexcept {
+bool os::file_exists(const wchar_t* path) {
   return GetFileAttributesW(long_path(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 

@@ -2,36 +2,23 @@
 
 #include <windows.h>
 
-#include <system_error>
-
 namespace platform {
-namespace {
 
-[[noreturn]] void throw_last_error(const char* what) {
-  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
-}
-
-}  // namespace
-
-semaphore::semaphore() : handle_(CreateSemaphoreW(nullptr, 0, 0x7fffffff, nullptr)) {
-  if (handle_ == nullptr) throw_last_error("CreateSemaphore failed");
+semaphore::semaphore() noexcept : handle_(CreateSemaphoreW(nullptr, 0, 0x7fffffff, nullptr)) {
+  if (handle_ == nullptr) error_ = GetLastError();
 }
 
 semaphore::~semaphore() {
-  CloseHandle(handle_);
+  if (handle_ != nullptr) CloseHandle(handle_);
 }
 
-void semaphore::acquire() {
-  if (WaitForSingleObject(handle_, INFINITE) != WAIT_OBJECT_0) {
-    throw_last_error("WaitForSingleObject failed");
-  }
+std::uint32_t semaphore::acquire() noexcept {
+  return WaitForSingleObject(handle_, INFINITE) == WAIT_OBJECT_0 ? 0 : GetLastError();
 }
 
-void semaphore::release(std::uint32_t count) {
-  if (count == 0) return;
-  if (!ReleaseSemaphore(handle_, static_cast<LONG>(count), nullptr)) {
-    throw_last_error("ReleaseSemaphore failed");
-  }
+std::uint32_t semaphore::release(std::uint32_t count) noexcept {
+  if (count == 0) return 0;
+  return ReleaseSemaphore(handle_, static_cast<LONG>(count), nullptr) ? 0 : GetLastError();
 }
 
 }  // namespace platform

@@ -22,12 +22,19 @@ void CALLBACK run(PTP_CALLBACK_INSTANCE, void* context) {
 
 }  // namespace
 
-bool os::submit_to_pool(void (*callback)(void*), void* context) noexcept {
+bool os::submit_to_pool(void (*callback)(void*), void* context, void* environment) noexcept {
   Task* const task = new (std::nothrow) Task{callback, context};
   if (task == nullptr) return false;
-  if (TrySubmitThreadpoolCallback(run, task, nullptr)) return true;
+  if (TrySubmitThreadpoolCallback(run, task, static_cast<PTP_CALLBACK_ENVIRON>(environment))) {
+    return true;
+  }
   delete task;
   return false;
+}
+
+void close_pool(void* pool, void* environment) noexcept {
+  if (pool != nullptr) CloseThreadpool(static_cast<PTP_POOL>(pool));
+  delete static_cast<PTP_CALLBACK_ENVIRON>(environment);
 }
 
 void cancel_pool_timer(void* timer) noexcept {
