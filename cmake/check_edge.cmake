@@ -5,9 +5,16 @@ set(wanted ZvCreateObject ZvDestroyObject)
 
 if(OBJDUMP)
   execute_process(COMMAND ${OBJDUMP} -p ${MODULE} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
-  string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table(.*)" table "${dump}")
+  # The table of names ends at a blank line; relocations look alike further down.
+  string(FIND "${dump}" "[Ordinal/Name Pointer] Table" start)
+  if(start LESS 0)
+    message(FATAL_ERROR "${MODULE} exports nothing")
+  endif()
+  string(SUBSTRING "${dump}" ${start} -1 table)
+  string(FIND "${table}" "\n\n" end)
+  string(SUBSTRING "${table}" 0 ${end} table)
   string(REGEX MATCHALL "\\[ *[0-9]+\\] [^\n]+" names "${table}")
-  list(TRANSFORM names REPLACE "^\\[ *[0-9]+\\] " "")
+  list(TRANSFORM names REPLACE "^.* " "")
 
   string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${dump}")
   list(TRANSFORM imports REPLACE "DLL Name: " "")

@@ -4,6 +4,7 @@
 #include <cwchar>
 
 #include "_base/abi.h"
+#include "devkit/common/Immortal.h"
 #include "devkit/log/Log.h"
 #include "devkit/log/format.h"
 
@@ -13,10 +14,10 @@ constexpr std::uint32_t ok = 0;
 constexpr std::uint32_t invalid_argument = 0x80070057;
 constexpr std::uint32_t failed = 0x80004005;
 
-/// Never destroyed: a late line of another library's end must find it.
+/// A late line of another library's end must find it.
 devkit::Log& the_log() {
-  static devkit::Log* const one = new devkit::Log;
-  return *one;
+  static devkit::Immortal<devkit::Log> one;
+  return one.get();
 }
 
 template <class Call>

@@ -10,6 +10,7 @@
 
 #include "_base/abi.h"
 #include "cloud/cirrel_client.h"
+#include "devkit/common/Immortal.h"
 #include "devkit/zvnc/Instance.h"
 #include "devkit/zvnc/status.h"
 
@@ -43,11 +44,10 @@ class Registry {
   std::map<void*, std::shared_ptr<zvnc::Instance>> instances_;
 };
 
-/// Never destroyed: instances that nobody ended have threads, and a library's end, under the
-/// loader's lock, is no place to wait for them.
+/// Instances that nobody ended have threads, which a library's end must not wait for.
 Registry& registry() {
-  static Registry* const one = new Registry;
-  return *one;
+  static devkit::Immortal<Registry> one;
+  return one.get();
 }
 
 template <class Call>

@@ -29,8 +29,8 @@ class SerialWorker {
   void Submit(std::string name, std::function<void()> work, std::function<void()> cancel);
   /// Has the cancel handler run, in its turn, for each item that no drain has taken up yet.
   void CancelPending();
-  /// Waits until the queue is drained; nothing is accepted afterwards. Owners call CancelPending
-  /// first.
+  /// Accepts nothing more and waits for what there is. Where the work itself is no longer wanted,
+  /// CancelPending comes before.
   void Stop();
 
   const std::string& name() const noexcept { return name_; }

@@ -52,7 +52,7 @@ class StringT {
   ~StringT();
 
   StringT& operator=(const StringT& other);
-  /// Null empties the string, which keeps or gets a block; it does not go back to null.
+  /// Null empties the text but leaves a block: a string that was assigned to is never null again.
   StringT& operator=(const Ch* text);
 
   /// Makes the block hold `capacity` characters, cutting the text if it was longer. False when

@@ -27,7 +27,7 @@ class WorkItem {
   /// Runs `work`, or `cancel` on a cancelled item, outside the item's lock. An item runs once; what
   /// `work` throws passes through, and the item is done.
   void Run();
-  /// Cancels an item that is still pending; any other state stays.
+  /// Without effect on an item that has started.
   void Cancel();
 
   /// Waits until the item is done. A cancelled item is done before its `cancel` is called.

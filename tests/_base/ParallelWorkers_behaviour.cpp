@@ -48,9 +48,9 @@ TEST_F(ParallelWorkersTest, RunsEachItemOnceOnAnotherThread) {
 }
 
 TEST_F(ParallelWorkersTest, RunsItemsBesideEachOther) {
-  const Gate first;
-  const Gate second;
-  const Gate third;
+  const Gate first{};
+  const Gate second{};
+  const Gate third{};
   std::atomic<int> met{0};
   workers.Submit("first", [=, &met] {
     first.open();
@@ -69,7 +69,7 @@ TEST_F(ParallelWorkersTest, RunsItemsBesideEachOther) {
 }
 
 TEST_F(ParallelWorkersTest, RunsWorkOutsideItsLock) {
-  const Gate inner;
+  const Gate inner{};
   workers.Submit("outer", [this, inner] {
     workers.Submit("inner", [inner] { inner.open(); });
     EXPECT_TRUE(inner.wait());
@@ -126,7 +126,7 @@ TEST_F(ParallelWorkersTest, StopsAtItsEnd) {
   std::atomic<bool> ended{false};
   {
     ParallelWorkers scoped;
-    const Gate started;
+    const Gate started{};
     scoped.Submit("item", [&, started] {
       started.open();
       for (int i = 0; i != 1000; ++i) std::this_thread::yield();
@@ -151,7 +151,7 @@ TEST_F(ParallelWorkersTest, StepsOverRefusedWorkInItsSweepAndItsStop) {
   std::atomic<int> runs{0};
   for (int i = 0; i != 5; ++i) workers.Submit("item", [&] { ++runs; });
   EXPECT_TRUE(waiting::until([&] { return runs == 3; }));
-  const Gate swept;
+  const Gate swept{};
   workers.Submit("last", [swept] { swept.open(); });
   EXPECT_TRUE(swept.wait());
   workers.Stop();
@@ -168,11 +168,11 @@ TEST_F(ParallelWorkersTest, StopsWithNothingButRefusedWork) {
 
 TEST_F(ParallelWorkersTest, LetsGoOfEndedItemsWhenALaterOneEnds) {
   const auto token = std::make_shared<int>();
-  const Gate ran;
+  const Gate ran{};
   workers.Submit("item", [token, ran] { ran.open(); });
   ASSERT_TRUE(ran.wait());
   EXPECT_TRUE(waiting::until([&] {
-    const Gate later;
+    const Gate later{};
     workers.Submit("later", [later] { later.open(); });
     return later.wait() && token.use_count() == 1;
   }));

@@ -20,7 +20,7 @@ bool lies_inside(const zv::PathString& path) {
   return text > object && text < object + sizeof(path);
 }
 
-/// `parts` joined by this platform's separator, from the root of a drive.
+/// A full path from a root, as this platform writes it.
 std::wstring absolute(const std::wstring& name) {
   const std::wstring root = platform::path_separator == L'\\' ? L"C:\\" : L"/";
   return root + name;

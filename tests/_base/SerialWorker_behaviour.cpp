@@ -46,7 +46,7 @@ class SerialWorkerTest : public testing::Test {
  protected:
   /// Occupies the worker until `let_go` opens: what is submitted meanwhile stays pending.
   void occupy() {
-    const Gate started;
+    const Gate started{};
     worker.Submit(
         "occupation",
         [started, gate = let_go] {
@@ -67,7 +67,7 @@ class SerialWorkerTest : public testing::Test {
 
   support::TestSeam seam;
   Journal journal;
-  const Gate let_go;
+  const Gate let_go{};
   SerialWorker worker{"worker"};
 };
 
@@ -165,8 +165,8 @@ TEST_F(SerialWorkerTest, CancelsOnlyWhatWasThereAlready) {
 }
 
 TEST_F(SerialWorkerTest, CannotCancelWhatADrainHasTaken) {
-  const Gate drains;
-  const Gate cancelled;
+  const Gate drains{};
+  const Gate cancelled{};
   ASSERT_NO_FATAL_FAILURE(occupy());
   worker.Submit(
       "first",
@@ -185,7 +185,7 @@ TEST_F(SerialWorkerTest, CannotCancelWhatADrainHasTaken) {
 }
 
 TEST_F(SerialWorkerTest, TakesItemsFromARunningItemWithoutASecondDrain) {
-  const Gate first_done;
+  const Gate first_done{};
   worker.Submit(
       "outer",
       [this, first_done] {
@@ -222,7 +222,7 @@ TEST_F(SerialWorkerTest, StartsNoSecondDrainWhileOneRuns) {
 TEST_F(SerialWorkerTest, StartsANewDrainAfterTheLastOneEnded) {
   // The end of a drain has no signal; sooner or later an item finds the worker idle.
   EXPECT_TRUE(waiting::until([this] {
-    const Gate done;
+    const Gate done{};
     worker.Submit(
         "item", [done] { done.open(); }, nothing);
     return done.wait() && seam.calls(Call::submit) >= 3;
@@ -252,7 +252,7 @@ TEST_F(SerialWorkerTest, CallsWorkAndCancelHandlersOutsideItsLock) {
 
 TEST_F(SerialWorkerTest, StopsOnlyWhenTheRunningItemHasEnded) {
   bool ended = false;
-  const Gate started;
+  const Gate started{};
   worker.Submit(
       "item",
       [&, started] {
@@ -357,7 +357,7 @@ TEST_F(RefusedDrain, OfOneWorkerIsNoneOfAnother) {
   seam.fail_call(Call::submit, 8);
   submit();
   SerialWorker other("other");
-  const Gate done;
+  const Gate done{};
   other.Submit(
       "item", [done] { done.open(); }, nothing);
   EXPECT_TRUE(done.wait());

@@ -29,8 +29,6 @@ template <class Ch>
 class StringT : public strings::StringTest<Ch> {};
 TYPED_TEST_SUITE(StringT, strings::Characters, strings::CharacterNames);
 
-// --- The null string
-
 TYPED_TEST(StringT, IsNullWithoutAText) {
   zv::StringT<TypeParam> of_nothing;
   zv::StringT<TypeParam> of_null(this->null());
@@ -59,8 +57,6 @@ TYPED_TEST(StringT, WithoutARecordIsEmptyAndValidAndLeavesItsBlockAlone) {
   }
   EXPECT_TRUE(std::all_of(std::begin(field), std::end(field), [](TypeParam c) { return c == 0; }));
 }
-
-// --- The block
 
 TYPED_TEST(StringT, LiesInAPackedBlockBetweenGuards) {
   zv::StringT<TypeParam> string;
@@ -139,8 +135,6 @@ TYPED_TEST(StringT, DoesNotSeeAnOverrunBelowItsCapacity) {
   EXPECT_EQ(copy.c_str(), this->text("abcd"));
 }
 
-// --- Append
-
 TYPED_TEST(StringT, AppendsTextsAndCharacters) {
   zv::StringT<TypeParam> string;
   string.Append(this->text("ab").c_str());
@@ -166,8 +160,6 @@ TYPED_TEST(StringT, DoesNotLookAtItsGuardsWhenNothingIsAppended) {
   EXPECT_EQ(string.c_str(), this->text("abc"));
   block.damage(Guard::head);
 }
-
-// --- Assignment
 
 TYPED_TEST(StringT, TakesATextUpToItsEnd) {
   zv::StringT<TypeParam> string;
@@ -283,8 +275,6 @@ TYPED_TEST(StringT, IsEmptyAfterANullStringWasAssigned) {
   EXPECT_EQ(copy.Length(), 0u);
 }
 
-// --- The length
-
 TYPED_TEST(StringT, CountsWhatOthersWroteIntoItsBlock) {
   zv::StringT<TypeParam> string;
   ASSERT_TRUE(string.Reserve(10));
@@ -296,8 +286,6 @@ TYPED_TEST(StringT, CountsWhatOthersWroteIntoItsBlock) {
   string.RefreshLength();
   EXPECT_EQ(string.Length(), 4u);
 }
-
-// --- The end
 
 TYPED_TEST(StringT, FreesItsBlockThenItsRecordThenReleasesItsManager) {
   const void* block = nullptr;

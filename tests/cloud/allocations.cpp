@@ -55,15 +55,31 @@ void* __wrap_realloc(void* memory, std::size_t size) {
 }
 }
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   if (counting) ++counts.operator_new;
-  if (void* const memory = __real_malloc(size)) return memory;
+  return __real_malloc(size);
+}
+void* operator new(std::size_t size) {
+  if (void* const memory = operator new(size, std::nothrow)) return memory;
   throw std::bad_alloc();
+}
+// All of them, since a sanitizer brings its own for those that are left out.
+void* operator new[](std::size_t size) {
+  return operator new(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return operator new(size, std::nothrow);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 

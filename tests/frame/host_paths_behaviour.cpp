@@ -133,7 +133,8 @@ TEST_F(RunningFolderId, FailsAndLogsWithoutTheExecutablesFolder) {
 
 TEST_F(FolderName, EndsInASeparator) {
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error),
+            folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
@@ -154,14 +155,16 @@ TEST_F(FolderName, TakesANameThatFillsTheBufferForCutIfTheSystemComplains) {
 TEST_F(FolderName, TakesANameThatFillsTheBufferAsItIsIfTheSystemDoesNotComplain) {
   seam.set_own_module_name(name_of_length(40000), 0);
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error),
+            folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
 TEST_F(FolderName, TakesALongNameThatFits) {
   seam.set_own_module_name(name_of_length(32000), 0);
   std::uint32_t error = 4711;
-  EXPECT_EQ(dll::get_foldername(platform::own_module(), error), folder.path().wstring() + separator);
+  EXPECT_EQ(dll::get_foldername(platform::own_module(), error),
+            folder.path().wstring() + separator);
   EXPECT_EQ(error, 0u);
 }
 
