@@ -2,10 +2,10 @@
 # nothing else, and includes it twice, so that a missing include or guard shows.
 add_custom_target(headers)
 
-# check_headers(NAME FOLDER EXCLUDE-REGEX LIBRARY...): checks the headers below FOLDER, which are
-# included relative to it, with the usage requirements of the libraries.
-function(check_headers name folder exclude)
-  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${folder} ${folder}/*.h)
+# check_headers(NAME BASE FOLDER EXCLUDE-REGEX LIBRARY...): checks the headers below BASE/FOLDER, which
+# are included relative to BASE, with the usage requirements of the libraries.
+function(check_headers name base folder exclude)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${base} ${base}/${folder}/*.h)
   if(exclude)
     list(FILTER headers EXCLUDE REGEX "${exclude}")
   endif()
@@ -21,7 +21,7 @@ function(check_headers name folder exclude)
     return()
   endif()
   add_library(${name}_headers OBJECT EXCLUDE_FROM_ALL ${sources})
-  target_include_directories(${name}_headers PRIVATE ${folder})
+  target_include_directories(${name}_headers PRIVATE ${base})
   target_compile_options(${name}_headers PRIVATE -O0 -g0)
   foreach(library ${ARGN})
     target_compile_options(${name}_headers PRIVATE $<TARGET_PROPERTY:${library},INTERFACE_COMPILE_OPTIONS>)

@@ -27,7 +27,7 @@ proxy_target known(proxy_target target) {
              : proxy_target::per_service;
 }
 
-/// Gives an answer back, blank: it can hold user data, and the library will use the memory again.
+/// Gives an answer back, blank: what it says is private, and the library will use the memory again.
 class response_holder {
  public:
   response_holder(const cirrel_client* client, cirrel_response* response) noexcept
@@ -52,7 +52,7 @@ std::uint32_t key(proxy_target target) {
 
 CirrelResolver::CirrelResolver(cirrel_client* client, void* instance)
     : connect_pair{client, instance} {
-  // Without usable settings everything runs on the client library's default server.
+  // No settings, or broken ones, mean that nothing has a server of its own.
   if (auto settings = read_services_settings()) {
     categories = std::move(settings.value().categories);
     services = std::move(settings.value().services);

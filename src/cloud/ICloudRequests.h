@@ -19,12 +19,14 @@ inline constexpr IID IID_ICloudRequests = {
 /// it are for callers in C++.
 class ICloudRequests : public zv::framework::servplugin<true> {
  public:
+  // clang-format off
   ABI_OVERLOADS_3(
-      virtual std::uint32_t resolve(const upload_request& request, upload_observer* observer) = 0;
-      , virtual request_status* resolve(request_status* result, const technology_request& request,
-                                        request_reply& reply) = 0;
-      , virtual request_status* resolve(request_status* result, const connect_request& request,
-                                        request_reply& reply) = 0;)
+      virtual std::uint32_t resolve(const upload_request& request, upload_observer* observer) = 0;,
+      virtual request_status* resolve(request_status* result, const technology_request& request,
+                                      request_reply& reply) = 0;,
+      virtual request_status* resolve(request_status* result, const connect_request& request,
+                                      request_reply& reply) = 0;)
+  // clang-format on
   virtual std::uint32_t set_proxy(const proxy_settings& settings, proxy_target target) = 0;
   virtual std::uint32_t disable_proxy(proxy_target target) = 0;
   virtual bool is_cloud_up() = 0;

@@ -15,12 +15,14 @@ inline constexpr IID IID_ICloudRequestsCompatibility = {
 /// The older, shorter face of the same object: its life-cycle operations are the object's own.
 class ICloudRequestsCompatibility : public zv::framework::servplugin<true> {
  public:
+  // clang-format off
   ABI_OVERLOADS_3(
-      virtual std::uint32_t resolve(const upload_request& request, upload_observer* observer) = 0;
-      , virtual request_status* resolve(request_status* result, const technology_request& request,
-                                        request_reply& reply) = 0;
-      , virtual request_status* resolve(request_status* result, const connect_request& request,
-                                        request_reply& reply) = 0;)
+      virtual std::uint32_t resolve(const upload_request& request, upload_observer* observer) = 0;,
+      virtual request_status* resolve(request_status* result, const technology_request& request,
+                                      request_reply& reply) = 0;,
+      virtual request_status* resolve(request_status* result, const connect_request& request,
+                                      request_reply& reply) = 0;)
+  // clang-format on
   virtual std::uint32_t set_proxy(const proxy_settings& settings, proxy_target target) = 0;
 
  protected:

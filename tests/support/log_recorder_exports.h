@@ -79,7 +79,7 @@ std::wstring number_text(const std::wstring& directive, Number number) {
                     : std::wstring(buffer, static_cast<std::size_t>(length));
 }
 
-/// Expands a format as Microsoft's runtime reads wide ones: %s is wide and %S narrow, which the C
+/// Expands a wide format of Microsoft's: %s is wide and %S narrow, which the C
 /// library of another platform reads the other way round.
 std::wstring expand(const wchar_t* format, std::va_list arguments) {
   std::wstring text;

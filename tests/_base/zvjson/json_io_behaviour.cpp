@@ -333,7 +333,7 @@ TEST_F(JsonIo, PassesTheEncodingFlagsOn) {
 TEST_F(JsonIo, NeverIndents) {
   const Json json = loaded(R"({"a": [1, 2]})");
   for (const Dump& dump : dumps) {
-    for (const std::size_t indent : {1, 4, 31}) {
+    for (const std::size_t indent : {1u, 4u, 31u}) {
       std::string text;
       EXPECT_TRUE(dump.to(json, text, indent)) << dump.name;
       EXPECT_EQ(text, R"({"a": [1, 2]})") << dump.name;
