@@ -60,6 +60,7 @@ lint() {
       /: #deps / { flush(); next }
       NF == 1 {
         path = $1
+        sub(/^\.\.\/\.\.\//, root, path)  # as the compiler cache makes them
         if (index(path, root) != 1 || index(path, root "out/") == 1) next
         path = substr(path, length(root) + 1)
         if (source == "") source = path
@@ -68,6 +69,10 @@ lint() {
       END { flush() }' |
     grep -E '^(src|devkit|tests/support|fuzz)/[^|]*\.cpp\|' | sort -u >"$marks/sources"
   cd "$root" || return
+  if [[ ! -s $marks/sources ]]; then
+    echo "no source found to lint: is out/clang built?"
+    return 1
+  fi
   while IFS='|' read -r source files; do
     # shellcheck disable=SC2086  # a list of paths without spaces
     mark=$marks/$(cat $files 2>/dev/null | cat - <(echo "$rules $source") | sha256sum | cut -c1-64)

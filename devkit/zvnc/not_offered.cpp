@@ -4,6 +4,7 @@
 #include "_base/abi.h"
 #include "devkit/zvnc/status.h"
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a name being declared.
 #define ANSWERS_STATUS(name)          \
   ABI_EXPORT std::uint32_t name() {   \
     return zvnc::status::not_offered; \
@@ -16,6 +17,7 @@
   ABI_EXPORT std::uint64_t name() { \
     return 0;                       \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 
 ANSWERS_STATUS(zvcirrel_push_info)
 ANSWERS_STATUS(zvcirrel_push_json)

@@ -18,6 +18,8 @@ PathString::PathString(const wchar_t* text) : PathString() {
   *this = text;
 }
 
+// The base leaves a string alone that is assigned to itself.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 PathString& PathString::operator=(const PathString& other) {
   StringT::operator=(other);
   return *this;

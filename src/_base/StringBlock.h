@@ -15,7 +15,7 @@ template <class Ch>
 struct StringBlock {
   static constexpr std::uint32_t guard = 0xABCD;
 
-  static constexpr std::uint64_t head_size = sizeof(guard) + sizeof(StringRecord*) + sizeof(guard);
+  static constexpr std::uint64_t head_size = sizeof(guard) + sizeof(void*) + sizeof(guard);
   static constexpr std::uint64_t empty_size = head_size + sizeof(Ch) + sizeof(guard);
 
   /// False if the block's size can't be written as a number.
@@ -61,12 +61,12 @@ struct StringBlock {
   template <class Field>
   static Field Load(const unsigned char* at) noexcept {
     Field field;
-    std::memcpy(&field, at, sizeof(field));
+    std::memcpy(&field, at, sizeof(Field));
     return field;
   }
   template <class Field>
   static void Store(unsigned char* at, const Field& field) noexcept {
-    std::memcpy(at, &field, sizeof(field));
+    std::memcpy(at, &field, sizeof(Field));
   }
 };
 

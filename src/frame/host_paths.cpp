@@ -100,7 +100,7 @@ path_or_error get_module_path(const std::wstring& relative) {
 }
 
 path_or_error get_profile_path(const std::wstring& relative) {
-  const path_or_error library = get_module_path(platform::library_file_name(L"iservconfig"));
+  path_or_error library = get_module_path(platform::library_file_name(L"iservconfig"));
   if (!library) return library;
 
   std::uint32_t status = 0;

@@ -1,7 +1,6 @@
 #include "frame/log_handle.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -20,7 +19,6 @@ constinit std::atomic<std::uint32_t> lock_word = 0;
 /// The shared binding, guarded by the lock word. A plain pointer: it has to outlive every static
 /// object that may still log, and is ended by the exit hook.
 CLogDLL* shared_binding = nullptr;
-bool exit_hook_registered = false;
 
 /// Waits by sleeping: making and ending a binding calls into the library and may take its time.
 class spin_lock_holder {
@@ -40,16 +38,22 @@ void end_binding() {
   shared_binding = nullptr;
 }
 
-/// Runs when the module is unloaded or the process exits with handles still held. It doesn't wait
-/// for the lock: an exiting process has ended its other threads, one of which may have held it. The
-/// system takes back what is then left.
-void at_module_exit() {
-  if (lock_word.exchange(1, std::memory_order_acquire) != 0) return;
-  details::handles = 0;
-  details::further_handles = 0;
-  end_binding();
-  lock_word.store(0, std::memory_order_release);
-}
+/// Ends what is left of logging when the module is unloaded, or the process exits, with handles
+/// still held. It doesn't wait for the lock: an exiting process has ended its other threads, one of
+/// which may have held it. The system takes back what is then left.
+class exit_hook {
+ public:
+  exit_hook() = default;
+  exit_hook(const exit_hook&) = delete;
+  exit_hook& operator=(const exit_hook&) = delete;
+  ~exit_hook() {
+    if (lock_word.exchange(1, std::memory_order_acquire) != 0) return;
+    details::handles = 0;
+    details::further_handles = 0;
+    end_binding();
+    lock_word.store(0, std::memory_order_release);
+  }
+};
 
 }  // namespace
 
@@ -58,7 +62,7 @@ void log_handle::Acquire() {
   if (!is_on()) {
     end_binding();
     shared_binding = new CLogDLL();
-    if (!exit_hook_registered) exit_hook_registered = std::atexit(at_module_exit) == 0;
+    static const exit_hook hook;  // a module that never logs needs none
   }
   ++details::handles;
   binding_ = shared_binding;

@@ -18,9 +18,10 @@ void ForkedChild::kill() {}
 
 #else
 
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace support {
 

@@ -27,7 +27,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::filesystem::path TemporaryFolder::touch(const std::filesystem::path& relative) const {
-  const std::filesystem::path file = path_ / relative;
+  std::filesystem::path file = path_ / relative;
   std::filesystem::create_directories(file.parent_path());
   std::ofstream stream(file);
   if (!stream) throw std::runtime_error("can't make " + file.string());
@@ -36,7 +36,7 @@ std::filesystem::path TemporaryFolder::touch(const std::filesystem::path& relati
 
 std::filesystem::path TemporaryFolder::put_library(std::wstring_view name,
                                                    std::wstring_view as) const {
-  const std::filesystem::path copy = module_name(as);
+  std::filesystem::path copy = module_name(as);
   std::filesystem::copy_file(loadable(name), copy);
   return copy;
 }

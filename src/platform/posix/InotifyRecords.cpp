@@ -115,6 +115,8 @@ void InotifyRecords::fill(void* buffer, std::uint32_t size) {
     const change_record header{0, record.action,
                                static_cast<std::uint32_t>(name_bytes(record.name))};
     std::memcpy(bytes + end, &header, sizeof header);
+    // Names in records have a length instead of an end.
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
     std::memcpy(bytes + end + sizeof header, record.name.data(), name_bytes(record.name));
     last = end;
     end += padded(length);

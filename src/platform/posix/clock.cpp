@@ -1,6 +1,5 @@
-#include <time.h>
-
 #include <chrono>
+#include <ctime>
 
 #include "platform/os.h"
 
