@@ -68,7 +68,7 @@ void Log::close() {
   const std::lock_guard guard(mutex_);
   if (users_ == 0 || --users_ != 0) return;
   file_.close();
-  path_ = std::filesystem::path();  // a cleared one would keep its memory for ever
+  std::filesystem::path().swap(path_);  // a cleared one would keep its memory for ever
   enabled_ = false;
   to_terminal_ = false;
   depths_.clear();

@@ -61,11 +61,13 @@ struct StringBlock {
   template <class Field>
   static Field Load(const unsigned char* at) noexcept {
     Field field;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): one of the fields is a pointer
     std::memcpy(&field, at, sizeof(Field));
     return field;
   }
   template <class Field>
   static void Store(unsigned char* at, const Field& field) noexcept {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): one of the fields is a pointer
     std::memcpy(at, &field, sizeof(Field));
   }
 };
