@@ -23,7 +23,7 @@ step() {
 attempt() {
   local text=$1 hint=$2 started=$SECONDS
   shift 2
-  step_log=$logs/$(tr -cs '[:alnum:]\n' '-' <<<"$text").log
+  step_log=$logs/$(tr -cs '[:alnum:]\n' '-' <<<"$text" | cut -c1-60).log
   mkdir -p "$logs"
   say "$text"
   set +e
