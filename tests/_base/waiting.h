@@ -53,14 +53,24 @@ class Gate {
 };
 
 /// Something that may block, tried on a thread of its own. It must not use what a test that failed
-/// has destroyed.
+/// has destroyed, for its thread is left behind if it is still blocked then.
 class Attempt {
  public:
-  explicit Attempt(std::function<void()> action) {
-    std::thread([action = std::move(action), done = done_] {
-      action();
-      done.open();
-    }).detach();
+  explicit Attempt(std::function<void()> action)
+      : thread_(std::make_unique<std::thread>([action = std::move(action), done = done_] {
+          action();
+          done.open();
+        })) {}
+  Attempt(const Attempt&) = delete;
+  Attempt& operator=(const Attempt&) = delete;
+  // Never detached: mingw's thread library may hand the record of a thread detached at its very end
+  // to two new threads at once.
+  ~Attempt() {
+    if (is_done()) {
+      thread_->join();
+    } else {
+      static_cast<void>(thread_.release());
+    }
   }
 
   bool is_done() const { return done_.is_open(); }
@@ -69,6 +79,7 @@ class Attempt {
 
  private:
   Gate done_;
+  std::unique_ptr<std::thread> thread_;
 };
 
 }  // namespace waiting
