@@ -43,6 +43,9 @@ class List final : public IList<T> {
   void Clear() override { elements_.clear(); }
   std::uint64_t Count() const override { return elements_.size(); }
 
+  /// For this module's own code: reading without an enumerator, which takes memory.
+  const std::list<T>& elements() const noexcept { return elements_; }
+
  private:
   static std::uint32_t Copy(const T* element, T& value) {
     if (element == nullptr) return win_error::not_found;

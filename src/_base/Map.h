@@ -51,6 +51,9 @@ class Map final : public IMap<K, V> {
   void Clear() override { entries_.clear(); }
   std::uint64_t Count() const override { return entries_.size(); }
 
+  /// For this module's own code: reading without an enumerator, which takes memory.
+  const MapEntries<K, V>& entries() const noexcept { return entries_; }
+
  private:
   MapEntries<K, V> entries_;
 };

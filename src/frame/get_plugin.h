@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "_base/win_error.h"
 #include "frame/IServMain.h"
 #include "frame/mgr_plugin_releaser.h"
 #include "frame/plugin_handle.h"
@@ -18,6 +19,7 @@ plugin_handle<T> get_plugin(IServPluginManager* manager, const wchar_t* name, co
   auto releaser = std::make_unique<details::mgr_plugin_releaser>(manager, name);
   void* out = nullptr;
   status = manager->get_plugin(name, id, &out);
+  if (status == 0 && out == nullptr) status = win_error::gen_failure;
   if (status != 0) return {};
   return {std::move(releaser), static_cast<T*>(out)};
 }

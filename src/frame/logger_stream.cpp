@@ -39,25 +39,37 @@ logger_stream& logger_stream::operator<<(const char* text) {
   return *this << std::string_view(text != nullptr ? text : "");
 }
 
-logger_stream& logger_stream::operator<<(std::string_view text) {
+template <class MakeText>
+logger_stream& logger_stream::put(MakeText make) {
   if (!enabled) return *this;
-  std::error_code error;
-  return *this << std::wstring_view(zv::to_wide(std::string(text), error));
+  try {
+    return *this << std::wstring_view(make());
+  } catch (const std::bad_alloc&) {
+    enabled = false;
+    return *this;
+  }
+}
+
+logger_stream& logger_stream::operator<<(std::string_view text) {
+  return put([text] {
+    std::error_code error;
+    return zv::to_wide(std::string(text), error);
+  });
 }
 
 // Through to_wstring: a locale's digit grouping has no place in a log line.
 logger_stream& logger_stream::operator<<(std::int32_t number) {
-  return enabled ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  return put([number] { return std::to_wstring(number); });
 }
 
 logger_stream& logger_stream::operator<<(std::uint32_t number) {
-  return enabled ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  return put([number] { return std::to_wstring(number); });
 }
 
 logger_stream& logger_stream::operator<<(std::int64_t number) {
-  return enabled ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  return put([number] { return std::to_wstring(number); });
 }
 
 logger_stream& logger_stream::operator<<(std::uint64_t number) {
-  return enabled ? *this << std::wstring_view(std::to_wstring(number)) : *this;
+  return put([number] { return std::to_wstring(number); });
 }

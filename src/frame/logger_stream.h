@@ -2,13 +2,15 @@
 
 #include <cstdint>
 #include <sstream>
+#include <string>
 #include <string_view>
 
 #include "_base/StringT.h"
 #include "frame/CLogDLL.h"
 
 /// One statement becomes one log line, written when the stream ends. A disabled stream formats
-/// nothing. Belongs to one thread.
+/// nothing. A line that memory runs out for is lost; it doesn't stop what it tells of. Belongs to
+/// one thread.
 class logger_stream : private std::wostringstream {
  public:
   /// `function` isn't copied.
@@ -19,6 +21,8 @@ class logger_stream : private std::wostringstream {
 
   logger_stream& operator<<(const wchar_t* text);
   logger_stream& operator<<(std::wstring_view text);
+  // Named because the base has an operator of its own for it.
+  logger_stream& operator<<(const std::wstring& text) { return *this << std::wstring_view(text); }
   logger_stream& operator<<(const zv::StringT<wchar_t>& text) { return *this << text.view(); }
   /// Narrow texts are UTF-8.
   logger_stream& operator<<(const char* text);
@@ -30,6 +34,9 @@ class logger_stream : private std::wostringstream {
   logger_stream& operator<<(std::uint64_t number);
 
  private:
+  template <class MakeText>
+  logger_stream& put(MakeText make);
+
   bool enabled;
   std::uint32_t level;
   const wchar_t* function;

@@ -20,6 +20,17 @@ Stream open_stream(const std::filesystem::path& path, std::ios::openmode mode, C
 
 }  // namespace
 
+bool create_folders(const std::filesystem::path& path, std::uint32_t& error) {
+  error = 0;
+  if (os::is_folder(path)) return true;
+  const std::filesystem::path parent = path.parent_path();
+  if (!parent.empty() && parent != path && !create_folders(parent, error)) return false;
+  error = os::create_folder(path);
+  // Others may have made it meanwhile.
+  if (error != 0 && os::is_folder(path)) error = 0;
+  return error == 0;
+}
+
 std::ifstream open_for_reading(const std::filesystem::path& path) {
   return open_stream<std::ifstream>(path, std::ios::in | std::ios::binary, Call::read);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -11,6 +12,9 @@ namespace platform {
 /// and throw at anything beyond ASCII outside a UTF-8 one.)
 std::filesystem::path file_path(std::wstring_view text);
 std::wstring wide_text(const std::filesystem::path& path);
+
+/// Makes the folder and those above it that are missing. True if it is there, whoever made it.
+bool create_folders(const std::filesystem::path& path, std::uint32_t& error);
 
 /// Opens a file for reading its bytes; test `is_open()`. A seam is asked for the open, then once
 /// for the reads: when it fails those, the stream is open and bad. Likewise for writing.

@@ -37,6 +37,10 @@ module_handle reference_loaded(const wchar_t* name) noexcept;
 /// The library or program that this code was linked into.
 module_handle own_module() noexcept;
 
+/// The program of this process, for find_symbol; no reference is counted. On Linux that finds what
+/// the libraries export that the program was linked with, too.
+module_handle executable() noexcept;
+
 /// Writes the full name of `module` (null: of the executable) into `buffer` of `size` characters,
 /// terminated. Returns the length without the terminator; `size` if it was cut; 0 on failure.
 /// `error` is what the system says afterwards, 0 for no complaint.

@@ -25,6 +25,10 @@ std::uint32_t utf8_to_wide(const char* text, wchar_t* buffer, std::uint32_t size
 std::uint32_t wide_to_utf8(const wchar_t* text, char* buffer, std::uint32_t size,
                            std::uint32_t& error) noexcept;
 
+bool is_folder(const std::filesystem::path& path);
+/// 0, or why not: that it is there already is a reason too.
+std::uint32_t create_folder(const std::filesystem::path& path);
+
 /// The form of `path` that the runtime's streams can open, however long it is.
 std::filesystem::path openable(const std::filesystem::path& path);
 bool lock_first_byte(void* file, std::uint32_t& error) noexcept;

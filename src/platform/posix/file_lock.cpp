@@ -2,12 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 
@@ -19,24 +17,56 @@
 namespace platform {
 namespace {
 
-struct LockFile {
-  int descriptor;
-  bool locked;
-  void* identity;  ///< what the sanitizer knows the lock by
-};
+// A handle is the descriptor itself: a lock is taken and let go twice for each request, and memory
+// of its own would be a good part of the cost.
 
-LockFile& lock_file(void* file) noexcept {
-  return *static_cast<LockFile*>(file);
+int descriptor_of(void* file) noexcept {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(file));
 }
 
-/// One address for each path, for ever: every acquisition opens a new handle, yet all handles of a
-/// path are one lock.
-void* identity_of(const std::string& path) {
-  if (!tsan::enabled) return nullptr;
-  static std::mutex& mutex = *new std::mutex;
-  static auto& identities = *new std::map<std::string, char>;
-  const std::lock_guard lock(mutex);
-  return &identities[path];
+void* handle_of(int descriptor) noexcept {
+  return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor));
+}
+
+/// What the thread sanitizer has to be told of the locks; empty in any other build.
+class Watch {
+ public:
+  void opened(int descriptor, const std::string& path) {
+    if (!tsan::enabled) return;
+    const std::lock_guard guard(mutex_);
+    files_[descriptor] = {&identities_[path], false};
+  }
+  /// One address for each path, for ever: every acquisition opens a new handle, yet all handles of
+  /// a path are one lock.
+  void* identity_of(int descriptor) noexcept {
+    if (!tsan::enabled) return nullptr;
+    const std::lock_guard guard(mutex_);
+    return files_[descriptor].identity;
+  }
+  void locked(int descriptor, bool now) noexcept {
+    if (!tsan::enabled) return;
+    const std::lock_guard guard(mutex_);
+    files_[descriptor].locked = now;
+  }
+  bool is_locked(int descriptor) noexcept {
+    if (!tsan::enabled) return false;
+    const std::lock_guard guard(mutex_);
+    return files_[descriptor].locked;
+  }
+
+ private:
+  struct File {
+    void* identity = nullptr;
+    bool locked = false;
+  };
+  std::mutex mutex_;
+  std::map<std::string, char> identities_;
+  std::map<int, File> files_;
+};
+
+Watch& watch() {
+  static Watch& the_watch = *new Watch;
+  return the_watch;
 }
 
 /// Opens without the wish to create first: that wish alone is refused for a file of somebody else
@@ -47,56 +77,51 @@ int open_or_create(const char* path) noexcept {
   return open(path, O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
 }
 
-bool is_folder(int descriptor) noexcept {
-  struct stat status;
-  return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 }  // namespace
 
 void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) {
   const std::string native = to_native(path);
-  // All memory before the descriptor, which would be left open when it runs out.
-  auto self = std::make_unique<LockFile>(LockFile{-1, false, identity_of(native)});
-  self->descriptor = open_or_create(native.c_str());
-  error = self->descriptor >= 0 ? 0 : from_errno(errno);
+  const int descriptor = open_or_create(native.c_str());
+  error = descriptor >= 0 ? 0 : from_errno(errno);
   if (error != 0) return no_file;
-  if (is_folder(self->descriptor)) {
-    close(self->descriptor);
-    error = from_errno(EISDIR);
-    return no_file;
-  }
-  return self.release();
+  watch().opened(descriptor, native);
+  return handle_of(descriptor);
 }
 
 bool os::lock_first_byte(void* file, std::uint32_t& error) noexcept {
-  LockFile& self = lock_file(file);
-  tsan::before_lock(self.identity);
+  const int descriptor = descriptor_of(file);
+  void* const identity = watch().identity_of(descriptor);
+  tsan::before_lock(identity);
   int result = 0;
   // Of the locks that exclude the handles of one process too, this is the one that is content with
   // read access. It is on the whole file, of which nobody locks anything but the first byte.
-  do result = flock(self.descriptor, LOCK_EX);
+  do result = flock(descriptor, LOCK_EX);
   while (result != 0 && errno == EINTR);
   error = result == 0 ? 0 : from_errno(errno);
-  self.locked = self.locked || result == 0;
-  tsan::after_lock(self.identity, result == 0);
+  watch().locked(descriptor, result == 0);
+  tsan::after_lock(identity, result == 0);
   return result == 0;
 }
 
 bool unlock_bytes(void* file, std::uint32_t low, std::uint32_t high) noexcept {
-  LockFile& self = lock_file(file);
-  if (!self.locked || low != 1 || high != 0) return false;
-  tsan::before_unlock(self.identity);
-  self.locked = flock(self.descriptor, LOCK_UN) != 0;
-  tsan::after_unlock(self.identity);
-  return !self.locked;
+  // What was locked is one byte. A byte nobody locked can be unlocked here, which nobody does.
+  if (low != 1 || high != 0) return false;
+  const int descriptor = descriptor_of(file);
+  void* const identity = watch().identity_of(descriptor);
+  tsan::before_unlock(identity);
+  watch().locked(descriptor, false);
+  const bool unlocked = flock(descriptor, LOCK_UN) == 0;
+  tsan::after_unlock(identity);
+  return unlocked;
 }
 
 void close_lock_file(void* file) noexcept {
-  const std::unique_ptr<LockFile> self(&lock_file(file));
-  if (self->locked) tsan::before_unlock(self->identity);
-  close(self->descriptor);
-  if (self->locked) tsan::after_unlock(self->identity);
+  const int descriptor = descriptor_of(file);
+  void* const identity = watch().identity_of(descriptor);
+  const bool was_locked = watch().is_locked(descriptor);
+  if (was_locked) tsan::before_unlock(identity);
+  close(descriptor);
+  if (was_locked) tsan::after_unlock(identity);
 }
 
 }  // namespace platform

@@ -157,6 +157,12 @@ module_handle own_module() noexcept {
   return dladdr1(&path_separator, &info, &map, RTLD_DL_LINKMAP) != 0 ? map : nullptr;
 }
 
+module_handle executable() noexcept {
+  module_handle const program = dlopen(nullptr, RTLD_LAZY);
+  if (program != nullptr) dlclose(program);
+  return program;
+}
+
 std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
                                    std::uint32_t& error) {
   const std::string native = path_of(module);

@@ -59,6 +59,10 @@ module_handle own_module() noexcept {
   return module;
 }
 
+module_handle executable() noexcept {
+  return GetModuleHandleW(nullptr);
+}
+
 std::uint32_t os::module_file_name(module_handle module, wchar_t* buffer, std::uint32_t size,
                                    std::uint32_t& error) {
   SetLastError(0);
