@@ -1,77 +1,24 @@
-// What one connect request costs around a client that answers at once, against the same work done
-// with bare jansson calls: the floor. Both run in turns in one process; the ratio is what counts.
+// What one connect request costs around a client that answers at once: unguarded against the same
+// work done with bare jansson calls, guarded against that and two bare lock cycles.
 
 #include <benchmark/benchmark.h>
-#include <jansson.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <string>
+#include <memory>
 
+#include "bench/BareWork.h"
+#include "bench/BenchFolder.h"
+#include "bench/Ratios.h"
 #include "cloud/CirrelResolver.h"
+#include "guardian/circuit_breaker.h"
 #include "guardian/dummy_circuit_breaker.h"
 #include "guardian/guarded_resolver.h"
-#include "support/InstantClient.h"
 
 namespace {
 
-constexpr const char* message =
-    R"({"type": "scan", "path": "C:\\data\\file.txt", "depth": 3, "flags": ["a", "b"]})";
-constexpr const char* answer =
-    R"({"jsonrpc": "2.0", "id": 1, "result": {"state": "done", "items": [1, 2, 3, 4, 5], "text": "The quick brown fox jumps over the lazy dog and comes back to tell it to all of its friends.", "when": 1700000000, "nested": {"a": {"b": {"c": "d"}}}, "more": "0123456789012345678901234567890123456789"}})";
+using cloud::guardian::guarded_resolver;
 
-cloud::connect_request make_request() {
-  cloud::connect_request request;
-  request.service = "connect/settings";
-  request.timeout = 5000;
-  request.request_method = "get";
-  request.source.app_id = "Desktop";
-  request.source.device_id = "0123456789abcdef0123456789abcdef";
-  request.source.user_token = "token-0123456789abcdef0123456789abcdef0123456789abcdef";
-  request.message = message;
-  return request;
-}
-
-/// The bare calls: pack, load, merge, dump for the envelope; load, dump for the answer.
-void bare_jansson(benchmark::State& state) {
-  const cloud::connect_request request = make_request();
-  InstantClient client(answer);
-  int id = 1;
-  for (auto _ : state) {
-    json_t* const params = json_object();
-    json_object_set_new(params, "connect_source",
-                        json_pack("{s:s, s:s, s:s}", "app_id", request.source.app_id.c_str(),
-                                  "user_token", request.source.user_token.c_str(), "device_id",
-                                  request.source.device_id.c_str()));
-    json_t* const members = json_loads(request.message.c_str(), 0, nullptr);
-    json_object_update(params, members);
-    json_decref(members);
-    json_t* const envelope = json_pack("{s:s, s:s, s:i}", "jsonrpc", "2.0", "method",
-                                       request.request_method.c_str(), "id", id++);
-    json_object_set_new(envelope, "params", params);
-    char* const text = json_dumps(envelope, 0);
-    json_decref(envelope);
-
-    const cirrel_ask_request question{"connect/settings", 5000, 1, text,
-                                      static_cast<std::uint32_t>(std::strlen(text))};
-    cirrel_response* response = nullptr;
-    InstantClient::ask(nullptr, &question, &response);
-    std::free(text);
-    json_t* const parsed = json_loadb(response->text, response->size, 0, nullptr);
-    InstantClient::free_response(response);
-    char* const reply = json_dumps(json_object_get(parsed, "result"), JSON_ENCODE_ANY);
-    benchmark::DoNotOptimize(reply);
-    std::free(reply);
-    json_decref(parsed);
-  }
-}
-
-/// The whole chain as the plug-in holds it.
-void guarded_connect_request(benchmark::State& state) {
-  const cloud::connect_request request = make_request();
-  InstantClient client(answer);
-  cloud::guardian::guarded_resolver chain(client.client(), client.instance());
-  cloud::IRequestResolver& resolver = chain;
+void send(benchmark::State& state, cloud::IRequestResolver& resolver) {
+  const cloud::connect_request request = bench::make_request();
   for (auto _ : state) {
     cloud::request_reply reply;
     const cloud::request_status status = resolver.resolve(request, reply);
@@ -80,8 +27,55 @@ void guarded_connect_request(benchmark::State& state) {
   }
 }
 
+void bare_jansson(benchmark::State& state) {
+  const cloud::connect_request request = bench::make_request();
+  InstantClient client(bench::answer);
+  int id = 1;
+  for (auto _ : state) bench::exchange_by_jansson(request, id++);
+}
+
+void unguarded_request(benchmark::State& state) {
+  InstantClient client(bench::answer);
+  guarded_resolver chain(
+      std::make_unique<cloud::CirrelResolver>(client.client(), client.instance()),
+      std::make_unique<cloud::guardian::dummy_circuit_breaker>());
+  send(state, chain);
+}
+
+void bare_jansson_and_two_lock_cycles(benchmark::State& state) {
+  const cloud::connect_request request = bench::make_request();
+  InstantClient client(bench::answer);
+  const BenchFolder folder;
+  // It makes the file, and its watcher makes the process one of several threads, like any host's.
+  const cloud::guardian::circuit_breaker breaker;
+  const std::string file = folder.lock_file();
+  int id = 1;
+  for (auto _ : state) {
+    bench::lock_cycle(file.c_str());
+    bench::exchange_by_jansson(request, id++);
+    bench::lock_cycle(file.c_str());
+  }
+}
+
+void guarded_request(benchmark::State& state) {
+  InstantClient client(bench::answer);
+  const BenchFolder folder;
+  guarded_resolver chain(
+      std::make_unique<cloud::CirrelResolver>(client.client(), client.instance()),
+      std::make_unique<cloud::guardian::circuit_breaker>());
+  BenchFolder::step_aside();
+  send(state, chain);
+}
+
 }  // namespace
 
 BENCHMARK(bare_jansson);
-BENCHMARK(guarded_connect_request);
-BENCHMARK_MAIN();
+BENCHMARK(unguarded_request);
+BENCHMARK(bare_jansson_and_two_lock_cycles);
+BENCHMARK(guarded_request);
+
+int main(int argc, char** argv) {
+  return bench::run(argc, argv,
+                    {{"unguarded_request", "bare_jansson", "at most 1.15"},
+                     {"guarded_request", "bare_jansson_and_two_lock_cycles", "at most 1.15"}});
+}

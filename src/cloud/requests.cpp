@@ -34,7 +34,11 @@ std::uint32_t requests::Init(IServMain* host) {
     return win_error::gen_failure;
   }
   cirrel->set_cloud_cbk(cloud_up_notification, this);
-  resolver = std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance);
+  resolver =
+      host != nullptr
+          ? std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance, host)
+          : std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance);
+  LoadProxySupport();  // last: the first settings arrive within, and need the chain
   return win_error::success;
 }
 
@@ -44,6 +48,7 @@ std::uint32_t requests::UnInit() {
   // Below 2 and not equal to 1: an UnInit without an Init tears down as well, and the count wraps.
   if (init_count-- >= 2) return win_error::success;
 
+  FreeProxySupport();  // first: no change of the proxy may find a chain that is ending
   // The chain goes before the shared instance that it asks through.
   resolver.reset();
   if (cirrel != nullptr && cirrel->client != nullptr && cirrel->instance != nullptr) {

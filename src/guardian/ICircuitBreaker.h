@@ -6,7 +6,8 @@
 
 namespace cloud::guardian {
 
-/// Learns how requests ended. Any thread may call it.
+/// Learns how requests ended. Any thread may call it. (Like the others of the guardian without a
+/// destructor slot it stays inside the module.)
 class IRequestStatusObserver {
  public:
   IRequestStatusObserver() = default;

@@ -1,11 +1,13 @@
 #include "guardian/guarded_resolver.h"
 
+#include <exception>
 #include <string>
 #include <utility>
 
 #include "_base/win_error.h"
 #include "cloud/CirrelResolver.h"
 #include "frame/logger_stream.h"
+#include "guardian/circuit_breaker.h"
 #include "guardian/dummy_circuit_breaker.h"
 #include "guardian/request_error_interpreter.h"
 
@@ -15,12 +17,25 @@ namespace {
 
 constexpr request_status refused{1, win_error::access_denied};
 
+/// Built from what circuit_breaker is built from, or the dummy in its place: a guard in trouble
+/// must not stop the traffic. What the breaker had to say of its trouble is in the log by then.
+template <class... Arguments>
+std::unique_ptr<ICircuitBreaker> make_breaker(Arguments... arguments) {
+  try {
+    return std::make_unique<circuit_breaker>(arguments...);
+  } catch (const std::exception&) {
+    return std::make_unique<dummy_circuit_breaker>();
+  }
+}
+
 }  // namespace
 
+// Both in braces, which keep the order: the resolver stands before the breaker is built.
 guarded_resolver::guarded_resolver(cirrel_client* client, void* instance)
-    // In braces, which keep the order: the resolver stands before the breaker is built.
-    : guarded_resolver{std::make_unique<CirrelResolver>(client, instance),
-                       std::make_unique<dummy_circuit_breaker>()} {}
+    : guarded_resolver{std::make_unique<CirrelResolver>(client, instance), make_breaker()} {}
+
+guarded_resolver::guarded_resolver(cirrel_client* client, void* instance, IServMain* host)
+    : guarded_resolver{std::make_unique<CirrelResolver>(client, instance), make_breaker(host)} {}
 
 guarded_resolver::guarded_resolver(std::unique_ptr<IRequestResolver> the_resolver,
                                    std::unique_ptr<ICircuitBreaker> the_breaker)

@@ -8,14 +8,19 @@
 #include "guardian/ICircuitBreaker.h"
 #include "guardian/IRequestObserver.h"
 
+class IServMain;
+
 namespace cloud::guardian {
 
 /// The breaker's place in the chain: nothing is sent that it refuses, and it learns of all that was
-/// sent. Stateless.
+/// sent. Keeps nothing from one request to the next.
 class guarded_resolver final : public IRequestResolver {
  public:
-  /// The arguments of CirrelResolver.
+  /// The arguments of CirrelResolver. The breaker knows the local configuration only; where none
+  /// can be built, all requests pass.
   guarded_resolver(cirrel_client* client, void* instance);
+  /// The breaker follows the configuration from the cloud as well.
+  guarded_resolver(cirrel_client* client, void* instance, IServMain* host);
   /// Of given parts; `breaker` is reported to through an interpreter.
   guarded_resolver(std::unique_ptr<IRequestResolver> resolver,
                    std::unique_ptr<ICircuitBreaker> breaker);

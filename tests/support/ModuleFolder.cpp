@@ -5,7 +5,7 @@
 
 namespace support {
 
-ModuleFolder::ModuleFolder() {
+ModuleFolder::ModuleFolder(const std::filesystem::path& base) : folder_(base) {
   seam_.set_own_module_name(folder_.module_name(L"cloudsplicer").wstring());
 }
 

@@ -12,7 +12,9 @@ namespace support {
 /// end. Holds the seam, through which a test may ask for more.
 class ModuleFolder {
  public:
-  ModuleFolder();
+  ModuleFolder() : ModuleFolder(std::filesystem::temp_directory_path()) {}
+  /// Below `base`.
+  explicit ModuleFolder(const std::filesystem::path& base);
 
   const std::filesystem::path& path() const noexcept { return folder_.path(); }
   /// Writes `content` to the file `relative`, making the folders on the way.

@@ -11,11 +11,10 @@
 
 namespace support {
 
-TemporaryFolder::TemporaryFolder() {
+TemporaryFolder::TemporaryFolder(const std::filesystem::path& base) {
   std::random_device random;
   do {
-    path_ = std::filesystem::temp_directory_path() /
-            ("splicer-" + std::to_string(random()) + std::to_string(random()));
+    path_ = base / ("splicer-" + std::to_string(random()) + std::to_string(random()));
   } while (!std::filesystem::create_directory(path_));
   path_ = std::filesystem::canonical(path_);
 }
@@ -24,6 +23,12 @@ TemporaryFolder::~TemporaryFolder() {
   // A library that is still loaded can't be removed everywhere; the folder is left behind then.
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path TemporaryFolder::fast_base() {
+  const std::filesystem::path in_memory = "/dev/shm";
+  return std::filesystem::is_directory(in_memory) ? in_memory
+                                                  : std::filesystem::temp_directory_path();
 }
 
 std::filesystem::path TemporaryFolder::touch(const std::filesystem::path& relative) const {

@@ -8,10 +8,16 @@ namespace support {
 /// An empty folder of its own, removed with all its content at the end.
 class TemporaryFolder {
  public:
-  TemporaryFolder();
+  TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+  /// Below `base`.
+  explicit TemporaryFolder(const std::filesystem::path& base);
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder();
+
+  /// A base for tests that write much: in memory where the system has a folder there, for a disk's
+  /// file system may secure each file that is rewritten.
+  static std::filesystem::path fast_base();
 
   /// Absolute, without a final separator.
   const std::filesystem::path& path() const noexcept { return path_; }

@@ -1,0 +1,115 @@
+#include "guardian/guardian_json.h"
+
+#include <cstdint>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+/// Cut towards zero. The language leaves open what becomes of a number that doesn't fit; here it is
+/// the nearest that does.
+std::int64_t whole(double number) {
+  using limits = std::numeric_limits<std::int64_t>;
+  constexpr double beyond = 9223372036854775808.0;  // limits::max() itself has no double
+  if (number >= beyond) return limits::max();
+  if (number > -beyond) return static_cast<std::int64_t>(number);
+  return limits::min();
+}
+
+/// Any number that the library converts to an Integer, and a boolean where it does. Beyond 32 bits
+/// the low ones are what is left, as with the library.
+template <class Integer>
+void get_number(const nlohmann::json& member, Integer& number) {
+  if (member.is_number_float()) {
+    number = static_cast<Integer>(whole(member.get<double>()));
+  } else {
+    member.get_to(number);
+  }
+}
+
+// The services file is the plug-in's own: other than in the settings, which people write, its whole
+// numbers have to be whole numbers.
+
+std::int32_t signed_number(const nlohmann::json& member) {
+  return static_cast<std::int32_t>(member.get_ref<const nlohmann::json::number_integer_t&>());
+}
+
+std::uint32_t unsigned_number(const nlohmann::json& member) {
+  // The first look takes a number of either kind; the second one, for what seems to be below zero,
+  // refuses all that is.
+  const auto number = member.get_ref<const nlohmann::json::number_integer_t&>();
+  return number >= 0 ? static_cast<std::uint32_t>(number)
+                     : static_cast<std::uint32_t>(
+                           member.get_ref<const nlohmann::json::number_unsigned_t&>());
+}
+
+/// A time too far away to be told in ticks is the farthest that can.
+std::int64_t to_ticks(std::int64_t seconds) {
+  std::int64_t ticks = 0;
+  if (!__builtin_mul_overflow(seconds, ticks_per_second, &ticks)) return ticks;
+  using limits = std::numeric_limits<std::int64_t>;
+  return seconds < 0 ? limits::min() : limits::max();
+}
+
+}  // namespace
+
+void to_json(nlohmann::json& json, const break_interval& interval) {
+  json = {{"min", interval.min}, {"max", interval.max}};
+}
+
+void from_json(const nlohmann::json& json, break_interval& interval) {
+  get_number(json.at("min"), interval.min);
+  get_number(json.at("max"), interval.max);
+}
+
+void to_json(nlohmann::json& json, const guardian_config& config) {
+  json = {{"circuit_config",
+           {{"threshold", config.threshold},
+            {"intervals", config.intervals},
+            {"reset_threshold", config.reset_threshold}}}};
+  if (config.services) json["services"] = *config.services;
+}
+
+void from_json(const nlohmann::json& json, guardian_config& config) {
+  const nlohmann::json& circuit = json.at("circuit_config");
+  get_number(circuit.at("threshold"), config.threshold);
+  circuit.at("intervals").get_to(config.intervals);
+  get_number(circuit.at("reset_threshold"), config.reset_threshold);
+
+  config.services.reset();
+  const auto services = json.find("services");
+  if (services != json.end()) services->get_to(config.services.emplace());
+}
+
+void to_json(nlohmann::json& json, const service_info& info) {
+  json = {{"state", static_cast<std::int32_t>(info.state)},
+          {"counter", info.counter},
+          {"index", info.index},
+          // The fraction of a second is lost on purpose: the file knows whole seconds only.
+          {"next_request_time", info.next_request_time / ticks_per_second},
+          {"errors", info.errors},
+          {"blocked", info.blocked},
+          {"allowed", info.allowed}};
+}
+
+void from_json(const nlohmann::json& json, service_info& info) {
+  info.state = static_cast<circuit_state>(signed_number(json.at("state")));
+  info.counter = unsigned_number(json.at("counter"));
+  info.index = unsigned_number(json.at("index"));
+  std::int64_t seconds = 0;
+  get_number(json.at("next_request_time"), seconds);
+  info.next_request_time = to_ticks(seconds);
+  json.at("errors").get_to(info.errors);
+  if (json.contains("blocked")) info.blocked = unsigned_number(json.at("blocked"));
+  if (json.contains("allowed")) info.allowed = unsigned_number(json.at("allowed"));
+}
+
+void to_json(nlohmann::json& json, const request_failure& failure) {
+  json = {{"value", failure.value}, {"field", failure.field}, {"method", failure.method}};
+}
+
+void from_json(const nlohmann::json& json, request_failure& failure) {
+  json.at("method").get_to(failure.method);
+  failure.field = signed_number(json.at("field"));
+  json.at("value").get_to(failure.value);
+}
