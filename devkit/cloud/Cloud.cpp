@@ -41,6 +41,14 @@ json sent_headers(const httplib::Request& request) {
   return headers;
 }
 
+FaultSelection selection(const httplib::Request& request) {
+  const auto given = [&](const char* name) {
+    return request.has_param(name) ? std::make_optional(request.get_param_value(name))
+                                   : std::nullopt;
+  };
+  return {given("service"), given("method")};
+}
+
 }  // namespace
 
 Cloud::Cloud(const Options& options)
@@ -131,7 +139,7 @@ void Cloud::serve_upload(const httplib::Request& request, httplib::Response& res
 
 bool Cloud::apply(const Fault& fault, const std::string& body, httplib::Response& response) {
   if (fault.kind == "stall") {
-    faults_.stall(fault.milliseconds);
+    faults_.stall(fault);
     return false;
   }
   if (fault.kind == "error") {
@@ -164,10 +172,10 @@ void Cloud::serve_admin() {
     for (const Fault& fault : faults_.list()) list.push_back(to_json(fault));
     write(response, list);
   });
-  server_->Delete("/admin/faults", [this](const httplib::Request&, httplib::Response& response) {
-    faults_.clear();
-    write(response, json::array());
-  });
+  server_->Delete("/admin/faults",
+                  [this](const httplib::Request& request, httplib::Response& response) {
+                    write(response, {{"cleared", faults_.clear(selection(request))}});
+                  });
   server_->Get("/admin/requests", [this](const httplib::Request& request,
                                          httplib::Response& response) {
     write(response, requests(std::strtoull(request.get_param_value("after").c_str(), nullptr, 10)));

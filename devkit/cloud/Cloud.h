@@ -25,7 +25,8 @@ namespace devkit {
 ///   POST /services/<service>   a request; the body is a call in the form of JSON-RPC, or anything
 ///   POST /upload/<service>     a file; answers {"bytes": n, "crc32": "..."}
 ///   GET /health                the heartbeat
-///   PUT, GET, DELETE /admin/faults          sets one, lists all, clears all
+///   PUT, GET, DELETE /admin/faults          sets one, lists all, clears all; with ?service= and
+///                                           &method= clears only those set for exactly these
 ///   GET /admin/requests?after=<number>      what came in after that number, oldest first
 ///   GET /admin/info                         the process and the number of requests so far
 class Cloud {

@@ -54,8 +54,12 @@ nlohmann::json CloudAdmin::add_fault(const nlohmann::json& fault) const {
   return read(connected(address_).Put("/admin/faults", fault.dump(), "application/json"), address_);
 }
 
-void CloudAdmin::clear_faults() const {
-  read(connected(address_).Delete("/admin/faults"), address_);
+std::size_t CloudAdmin::clear_faults(const FaultSelection& selection) const {
+  httplib::Params given;
+  if (selection.service) given.emplace("service", *selection.service);
+  if (selection.method) given.emplace("method", *selection.method);
+  const std::string path = httplib::append_query_params("/admin/faults", given);
+  return read(connected(address_).Delete(path), address_).value("cleared", std::size_t{0});
 }
 
 }  // namespace devkit

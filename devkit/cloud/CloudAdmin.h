@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "devkit/cloud/Fault.h"
+
 namespace devkit {
 
 /// Speaks to a development cloud's admin endpoint. Each operation throws std::runtime_error with a
@@ -17,7 +19,8 @@ class CloudAdmin {
   nlohmann::json requests(std::uint64_t after) const;
   nlohmann::json faults() const;
   nlohmann::json add_fault(const nlohmann::json& fault) const;
-  void clear_faults() const;
+  /// Gives how many were cleared.
+  std::size_t clear_faults(const FaultSelection& selection = {}) const;
 
  private:
   std::string address_;

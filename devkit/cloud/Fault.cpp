@@ -21,6 +21,10 @@ bool Fault::concerns(const std::string& a_service, const std::string& a_method) 
   return (service == "*" || service == a_service) && (method == "*" || method == a_method);
 }
 
+bool FaultSelection::has(const Fault& fault) const {
+  return (!service || *service == fault.service) && (!method || *method == fault.method);
+}
+
 Fault fault_from_json(const nlohmann::json& json) {
   Fault fault;
   try {
@@ -85,11 +89,11 @@ void FaultTable::add(Fault fault) {
   faults_.push_back(std::move(fault));
 }
 
-void FaultTable::clear() {
+std::size_t FaultTable::clear(const FaultSelection& selection) {
   const std::lock_guard guard(mutex_);
-  faults_.clear();
-  ++clearings_;
+  for (Stall& stall : stalls_) stall.cleared = stall.cleared || selection.has(stall.fault);
   changed_.notify_all();
+  return std::erase_if(faults_, [&](const Fault& fault) { return selection.has(fault); });
 }
 
 std::vector<Fault> FaultTable::list() const {
@@ -108,11 +112,12 @@ std::optional<Fault> FaultTable::take(const std::string& service, const std::str
   return fault;
 }
 
-void FaultTable::stall(std::uint32_t milliseconds) {
+void FaultTable::stall(const Fault& fault) {
   std::unique_lock lock(mutex_);
-  const std::uint64_t clearings = clearings_;
-  changed_.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                    [&] { return released_ || clearings_ != clearings; });
+  const auto own = stalls_.insert(stalls_.end(), Stall{fault});
+  changed_.wait_for(lock, std::chrono::milliseconds(fault.milliseconds),
+                    [&] { return released_ || own->cleared; });
+  stalls_.erase(own);
 }
 
 void FaultTable::release() {

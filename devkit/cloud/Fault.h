@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <list>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -36,6 +37,14 @@ struct Fault {
   bool concerns(const std::string& a_service, const std::string& a_method) const;
 };
 
+/// Which faults are meant: those set for exactly this service and this method, where one is given.
+struct FaultSelection {
+  std::optional<std::string> service;
+  std::optional<std::string> method;
+
+  bool has(const Fault& fault) const;
+};
+
 /// Throws std::invalid_argument with a sentence for people if the JSON doesn't describe a fault.
 Fault fault_from_json(const nlohmann::json& json);
 nlohmann::json to_json(const Fault& fault);
@@ -49,13 +58,14 @@ std::optional<std::string> rubbish(const std::string& what);
 class FaultTable {
  public:
   void add(Fault fault);
-  void clear();
+  /// Gives how many were cleared.
+  std::size_t clear(const FaultSelection& selection = {});
   std::vector<Fault> list() const;
   /// The oldest fault that concerns the request, counted down.
   std::optional<Fault> take(const std::string& service, const std::string& method);
 
-  /// Waits for the time given; ends early when the faults are cleared or `release` is called.
-  void stall(std::uint32_t milliseconds);
+  /// Waits for the fault's time; ends early when it is cleared or `release` is called.
+  void stall(const Fault& fault);
   /// Ends all stalls, present and future.
   void release();
 
@@ -63,7 +73,12 @@ class FaultTable {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Fault> faults_;
-  std::uint64_t clearings_ = 0;
+  /// The stalls that are under way, each until it is cleared.
+  struct Stall {
+    const Fault& fault;
+    bool cleared = false;
+  };
+  std::list<Stall> stalls_;
   bool released_ = false;
 };
 

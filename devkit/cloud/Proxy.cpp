@@ -66,6 +66,8 @@ void Proxy::serve(const httplib::Request& request, httplib::Response& response) 
     if (!is_for_one_hop(header.first)) onward.headers.insert(header);
   }
   onward.set_header("Content-Type", request.get_header_value("Content-Type"));
+  // The cloud remembers it, and so tells which road a request has taken.
+  onward.set_header("X-Splice-Proxy", std::to_string(port_));
   httplib::Client client(request.target.substr(0, path));
   const httplib::Result result = client.send(onward);
   if (!result) {

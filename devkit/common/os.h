@@ -24,12 +24,16 @@ void set_environment(const char* name, const std::optional<std::string>& value);
 
 /// The program's arguments without its name.
 std::vector<std::string> arguments(int count, char** values);
-/// Whether people read standard output; makes it take UTF-8.
+/// Whether people read standard output; makes it take UTF-8 and a terminal's sequences.
 bool prepare_terminal();
 
 /// Lets a listening socket take over a port whose last connections are still fading, and no port
 /// that another process listens on.
 void own_port_alone(std::intptr_t socket);
+
+/// Adds `text` to the end of the file, which is made if there is none. It stays in one piece,
+/// however many processes add to the file at the time.
+void append_to_file(const std::filesystem::path& path, std::string_view text);
 
 /// The file name of a library: "log" is "log.dll" on Windows and "log.so" on Linux.
 std::string library_name(std::string_view stem);

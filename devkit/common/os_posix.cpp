@@ -1,6 +1,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -93,6 +94,24 @@ void own_port_alone(std::intptr_t socket) {
   const int yes = 1;
   setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   fcntl(static_cast<int>(socket), F_SETFD, FD_CLOEXEC);
+}
+
+void append_to_file(const std::filesystem::path& path, std::string_view text) {
+  const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  if (file < 0) fail(errno, "open");
+  // For a text that takes more than one write; the lock goes with the file's closing.
+  int error = 0;
+  while (flock(file, LOCK_EX) != 0 && error == 0) error = errno == EINTR ? 0 : errno;
+  while (error == 0 && !text.empty()) {
+    const ssize_t count = write(file, text.data(), text.size());
+    if (count >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      error = errno;
+    }
+  }
+  close(file);
+  if (error != 0) fail(error, "write");
 }
 
 std::string library_name(std::string_view stem) {

@@ -113,13 +113,37 @@ std::vector<std::string> arguments(int, char**) {
 bool prepare_terminal() {
   DWORD mode = 0;
   SetConsoleOutputCP(CP_UTF8);
-  return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  if (!GetConsoleMode(output, &mode)) return false;
+  // Where it can't be had, a table that is redrawn shows the sequences besides.
+  SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  return true;
 }
 
 void own_port_alone(std::intptr_t socket) {
   const DWORD yes = 1;
   setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
              reinterpret_cast<const char*>(&yes), sizeof yes);
+}
+
+void append_to_file(const std::filesystem::path& path, std::string_view text) {
+  // Reading is asked for because locking wants more than the right to append.
+  const HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA | GENERIC_READ,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) fail("CreateFile");
+  // A byte far behind any text: what is locked here can't be read by others.
+  OVERLAPPED range = {};
+  range.OffsetHigh = 0x7FFFFFFF;
+  DWORD count = 0;
+  const bool added = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range) &&
+                     WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+  const DWORD error = GetLastError();
+  UnlockFileEx(file, 0, 1, 0, &range);
+  CloseHandle(file);
+  if (added && count == text.size()) return;
+  SetLastError(added ? ERROR_HANDLE_DISK_FULL : error);
+  fail("WriteFile");
 }
 
 std::string library_name(std::string_view stem) {

@@ -1,6 +1,7 @@
 #include "devkit/host/Host.h"
 
 #include "_base/win_error.h"
+#include "devkit/common/failure_on_demand.h"
 #include "devkit/common/text.h"
 #include "devkit/host/SerialQueue.h"
 #include "devkit/zvnc/status.h"
@@ -10,6 +11,8 @@ namespace devkit {
 namespace {
 
 constexpr const wchar_t* plugin_name = L"cloud_requests";
+constexpr std::wstring_view querier_name = L"cloud_guardian_querier";
+constexpr const char* wishes_to_fail = "SPLICE_HOST_FAIL";
 /// Where the observers' table stands in the object behind ICloudRequests.
 constexpr std::ptrdiff_t observable_offset = 32;
 
@@ -24,6 +27,11 @@ std::filesystem::path existing(const std::filesystem::path& module) {
   if (std::filesystem::exists(module)) return std::filesystem::absolute(module);
   throw host_error("there is no module at " + path_text(module) +
                    "; build it with \"./dev build\", or name another with --module");
+}
+
+std::filesystem::path guardian_config_path(const std::filesystem::path& module) {
+  const auto name = os::environment("SPLICE_GUARDIAN_CONFIG");
+  return name && !name->empty() ? to_path(*name) : module.parent_path() / "guardian_config.json";
 }
 
 std::string own_failure(std::uint32_t code) {
@@ -82,6 +90,7 @@ std::filesystem::path default_module() {
 
 Host::Host(const std::filesystem::path& module, bool alone)
     : alone_(alone),
+      querier_(guardian_config_path(existing(module))),
       client_library_(load_client_library(existing(module))),
       module_(existing(module)),
       create_(module_.symbol<create_t>("ZvCreateObject")),
@@ -173,6 +182,7 @@ IExecutionService* Host::get_execution_service() {
 std::uint32_t Host::get_plugin(const wchar_t* name, const IID& id, void** out) {
   if (name == nullptr || out == nullptr) return win_error::invalid_parameter;
   *out = nullptr;
+  if (name == querier_name) return get_querier(id, out);
   const std::lock_guard guard(plugins_mutex_);
   Plugin& entry = plugins_[name];
   if (entry.users == 0) {
@@ -188,6 +198,14 @@ std::uint32_t Host::get_plugin(const wchar_t* name, const IID& id, void** out) {
   return win_error::not_found;
 }
 
+std::uint32_t Host::get_querier(const IID& id, void** out) {
+  const std::uint32_t failure = failure_on_demand(wishes_to_fail, "querier", "querier");
+  if (failure != win_error::success) return failure;
+  *out = querier_.QueryInterface(id);
+  return *out != nullptr ? win_error::success : win_error::not_found;
+}
+
+// The querier isn't among those that can go: it is the host's own.
 void Host::release_plugin(const wchar_t* name) {
   const std::lock_guard guard(plugins_mutex_);
   const auto found = plugins_.find(name);
@@ -222,6 +240,8 @@ void Host::end_plugin(const wchar_t* name, IServPlugin* plugin) {
 
 std::uint32_t Host::make_serial_execution(ISerialExecution** handle) {
   if (handle == nullptr) return win_error::invalid_parameter;
+  const std::uint32_t failure = failure_on_demand(wishes_to_fail, "execution", "querier");
+  if (failure != win_error::success) return failure;
   *handle = new SerialQueue;
   return win_error::success;
 }

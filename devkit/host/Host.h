@@ -13,6 +13,7 @@
 #include "cloud/ICloudConnectionObserver.h"
 #include "cloud/ICloudRequests.h"
 #include "devkit/common/os.h"
+#include "devkit/host/GuardianQuerier.h"
 #include "frame/IServMain.h"
 
 namespace devkit {
@@ -50,6 +51,11 @@ struct ConnectCall {
 /// A host process's inside: it loads the module, offers it a plug-in manager and serial queues, and
 /// drives the plug-in "cloud_requests" from creation to its end. Any thread may send; the object
 /// must outlive what was sent.
+///
+/// Its plug-in manager has the module's plug-ins and one of its own, "cloud_guardian_querier", fed
+/// from the file that the environment's SPLICE_GUARDIAN_CONFIG names, or guardian_config.json in
+/// the module's folder. SPLICE_HOST_FAIL lets it fail: "querier:number" is what the request for
+/// that plug-in answers, "execution:number" what the request for a serial queue does.
 class Host final : private IServMain, private IServPluginManager, private IExecutionService {
  public:
   /// Loads the module from its file; the client library is taken from the module's folder if it is
@@ -91,9 +97,11 @@ class Host final : private IServMain, private IServPluginManager, private IExecu
 
   std::uint32_t start_plugin(const wchar_t* name, IServPlugin*& plugin);
   void end_plugin(const wchar_t* name, IServPlugin* plugin);
+  std::uint32_t get_querier(const IID& id, void** out);
   zv::iobservable<cloud::ICloudConnectionObserver*>& observable();
 
   const bool alone_;
+  GuardianQuerier querier_;  ///< outlives the module, which observes it
   std::unique_ptr<os::Library> client_library_;
   os::Library module_;
   create_t create_;

@@ -46,6 +46,11 @@ bool forget_failures(service_info& info, surroundings& around) {
 
 }  // namespace
 
+bool is_monitored(const guardian_config& config, std::string_view service) {
+  return !config.services || std::find(config.services->begin(), config.services->end(), service) !=
+                                 config.services->end();
+}
+
 bool forget_if_quiet(service_info& info, const guardian_config& config, surroundings& around) {
   if (!is_quiet(info, config, around)) return false;
   if (info.state == circuit_state::closed) return forget_failures(info, around);

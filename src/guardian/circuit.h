@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "guardian/guardian_config.h"
 #include "guardian/service_info.h"
@@ -29,13 +30,16 @@ class surroundings {
   ~surroundings() = default;
 };
 
+/// A service that isn't has no circuit, and all its requests pass.
+bool is_monitored(const guardian_config& config, std::string_view service);
+
 struct permission {
   bool allowed;
   bool dirty;
 };
 
-// All but `set_circuit_state` and `increment_counter` return whether the record has changed and is
-// to be saved.
+// All of these but `set_circuit_state` and `increment_counter` return whether the record has
+// changed and is to be saved.
 
 /// Before anything else happens to a circuit.
 bool forget_if_quiet(service_info& info, const guardian_config& config, surroundings& around);

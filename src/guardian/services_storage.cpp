@@ -37,14 +37,6 @@ const wchar_t* name_of(circuit_state state) {
   return L"";
 }
 
-bool is_on_the_list(const guardian_config& config, std::string_view service) {
-  if (!config.services) return true;
-  for (const std::string& monitored : *config.services) {
-    if (monitored == service) return true;
-  }
-  return false;
-}
-
 /// Whether the flag was set; it isn't any more. (The look before spares a bus lock with each
 /// request.)
 bool take(std::atomic<bool>& flag) {
@@ -167,7 +159,7 @@ bool services_storage::refresh_service(const std::string& service) {
   }
   if (take(services_modified)) reload_services_from_file();
 
-  if (!is_on_the_list(*config, service)) return dirty;
+  if (!circuit::is_monitored(*config, service)) return dirty;
   const auto [entry, is_new] = services.try_emplace(service);
   surroundings around(service);
   const bool forgotten = circuit::forget_if_quiet(entry->second, *config, around);
@@ -175,11 +167,11 @@ bool services_storage::refresh_service(const std::string& service) {
 }
 
 bool services_storage::is_monitored(std::string_view service) const {
-  return is_on_the_list(*current_config(), service);
+  return circuit::is_monitored(*current_config(), service);
 }
 
 std::optional<circuit::permission> services_storage::ask(const std::string& service) {
-  if (!is_on_the_list(*config, service)) return std::nullopt;
+  if (!circuit::is_monitored(*config, service)) return std::nullopt;
   surroundings around(service);
   return circuit::ask(services.at(service), *config, around);
 }

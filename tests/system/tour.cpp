@@ -2,44 +2,11 @@
 #include "devkit/host/CloudUpObserver.h"
 #include "devkit/host/Host.h"
 #include "devkit/splicectl/exit_codes.h"
-#include "system/kit_client.h"
+#include "system/command_line.h"
 
 namespace kit_test {
 
 namespace {
-
-using devkit::os::Process;
-
-std::filesystem::path splicectl() {
-  const std::filesystem::path plain = std::filesystem::path(KIT_FOLDER) / "splicectl";
-  return std::filesystem::exists(plain) ? plain : std::filesystem::path(plain.string() + ".exe");
-}
-
-struct Ended {
-  int code;
-  std::string output;
-};
-
-Ended run(const std::vector<std::string>& arguments) {
-  Process process(splicectl(), arguments);
-  const std::string output = process.read_all();
-  return {process.wait(), output};
-}
-
-/// The kit's folder once more, so that its circuits are this test's alone.
-class OwnKit {
- public:
-  OwnKit() {
-    std::filesystem::copy(KIT_FOLDER, folder_.path(), std::filesystem::copy_options::recursive);
-    std::filesystem::remove_all(folder_.path() / "settings" / "cloud");
-  }
-  std::filesystem::path module() const {
-    return folder_.path() / devkit::os::library_name("cloudsplicer");
-  }
-
- private:
-  const Folder folder_;
-};
 
 TEST(Tour, GoesAsExpectedFromItsFirstStepToItsLast) {
   const Ended tour = run({"tour"});
@@ -50,7 +17,7 @@ TEST(Tour, GoesAsExpectedFromItsFirstStepToItsLast) {
 
 TEST(CommandLine, TellsItsEndsApart) {
   const OwnKit kit;
-  const std::string module = devkit::path_text(kit.module());
+  const std::string module = module_text(kit);
   devkit::Cloud cloud({});
   const auto request = [&](const std::string& address, const char* timeout) {
     return run({"request", "--module", module, "--cloud", address, "--service", "time", "--timeout",
@@ -77,8 +44,8 @@ TEST(CommandLine, ShowsARequestFromBothSidesAsJson) {
   const OwnKit kit;
   devkit::Cloud cloud({});
   const Ended ended =
-      run({"request", "--json", "--module", devkit::path_text(kit.module()), "--cloud",
-           cloud.address(), "--method", "greet", "--message", R"({"a":1})", "--device", "d"});
+      run({"request", "--json", "--module", module_text(kit), "--cloud", cloud.address(),
+           "--method", "greet", "--message", R"({"a":1})", "--device", "d"});
   ASSERT_EQ(ended.code, 0);
   const nlohmann::json shown = nlohmann::json::parse(ended.output);
   EXPECT_EQ(shown["sent"]["method"], "greet");
@@ -86,6 +53,33 @@ TEST(CommandLine, ShowsARequestFromBothSidesAsJson) {
   EXPECT_EQ(shown["answer"]["params"]["a"], 1);
   EXPECT_EQ(shown["status"]["error_type"], 0);
   EXPECT_EQ(shown["server_error"], 0);
+}
+
+TEST(CommandLine, IsStrongerThanTheEnvironment) {
+  devkit::Cloud cloud({});
+  const Variable other("SPLICE_CLOUD", dead_address());
+  EXPECT_EQ(run({"fault", "--list", "--cloud", cloud.address()}).code, devkit::exit_code::ok);
+  EXPECT_EQ(run({"fault", "--list"}).code, devkit::exit_code::no_cloud);
+}
+
+TEST(CommandLine, ClearsTheFaultsOfOneServiceAlone) {
+  devkit::Cloud cloud({});
+  for (const char* const service : {"time", "settings"}) {
+    ASSERT_EQ(run({"fault", "error", "--cloud", cloud.address(), "--service", service}).code, 0);
+  }
+  ASSERT_EQ(run({"fault", "--clear", "--cloud", cloud.address(), "--service", "time"}).code, 0);
+  ASSERT_EQ(cloud.faults().list().size(), 1u);
+  EXPECT_EQ(cloud.faults().list()[0].service, "settings");
+}
+
+TEST(CommandLine, SendsSeveralRequestsFromOneProcess) {
+  const OwnKit kit;
+  devkit::Cloud cloud({});
+  EXPECT_EQ(run({"request", "--module", module_text(kit), "--cloud", cloud.address(), "--times",
+                 "3", "--pause", "1"})
+                .code,
+            0);
+  EXPECT_EQ(cloud.requests().size(), 3u);
 }
 
 TEST(CommandLine, SetsAndClearsFaultsInARunningCloud) {

@@ -28,30 +28,30 @@ void* handle_of(int descriptor) noexcept {
   return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor));
 }
 
-/// What the thread sanitizer has to be told of the locks; empty in any other build.
+/// What the thread sanitizer has to be told of the locks. In any other build nothing is known.
 class Watch {
  public:
-  void opened(int descriptor, const std::string& path) {
+  static void opened(int descriptor, const std::string& path) {
     if (!tsan::enabled) return;
-    const std::lock_guard guard(mutex_);
-    files_[descriptor] = {&identities_[path], false};
+    const std::lock_guard guard(self().mutex_);
+    self().files_[descriptor] = {&self().identities_[path], false};
   }
   /// One address for each path, for ever: every acquisition opens a new handle, yet all handles of
   /// a path are one lock.
-  void* identity_of(int descriptor) noexcept {
+  static void* identity_of(int descriptor) noexcept {
     if (!tsan::enabled) return nullptr;
-    const std::lock_guard guard(mutex_);
-    return files_[descriptor].identity;
+    const std::lock_guard guard(self().mutex_);
+    return self().files_[descriptor].identity;
   }
-  void locked(int descriptor, bool now) noexcept {
+  static void locked(int descriptor, bool now) noexcept {
     if (!tsan::enabled) return;
-    const std::lock_guard guard(mutex_);
-    files_[descriptor].locked = now;
+    const std::lock_guard guard(self().mutex_);
+    self().files_[descriptor].locked = now;
   }
-  bool is_locked(int descriptor) noexcept {
+  static bool is_locked(int descriptor) noexcept {
     if (!tsan::enabled) return false;
-    const std::lock_guard guard(mutex_);
-    return files_[descriptor].locked;
+    const std::lock_guard guard(self().mutex_);
+    return self().files_[descriptor].locked;
   }
 
  private:
@@ -59,15 +59,16 @@ class Watch {
     void* identity = nullptr;
     bool locked = false;
   };
+
+  static Watch& self() {
+    static Watch& watch = *new Watch;  // never ended: threads may lock until the process is gone
+    return watch;
+  }
+
   std::mutex mutex_;
   std::map<std::string, char> identities_;
   std::map<int, File> files_;
 };
-
-Watch& watch() {
-  static Watch& the_watch = *new Watch;
-  return the_watch;
-}
 
 /// Opens without the wish to create first: that wish alone is refused for a file of somebody else
 /// in a folder that all may write.
@@ -84,13 +85,13 @@ void* os::open_lock_file(const wchar_t* path, std::uint32_t& error) {
   const int descriptor = open_or_create(native.c_str());
   error = descriptor >= 0 ? 0 : from_errno(errno);
   if (error != 0) return no_file;
-  watch().opened(descriptor, native);
+  Watch::opened(descriptor, native);
   return handle_of(descriptor);
 }
 
 bool os::lock_first_byte(void* file, std::uint32_t& error) noexcept {
   const int descriptor = descriptor_of(file);
-  void* const identity = watch().identity_of(descriptor);
+  void* const identity = Watch::identity_of(descriptor);
   tsan::before_lock(identity);
   int result = 0;
   // Of the locks that exclude the handles of one process too, this is the one that is content with
@@ -98,7 +99,7 @@ bool os::lock_first_byte(void* file, std::uint32_t& error) noexcept {
   do result = flock(descriptor, LOCK_EX);
   while (result != 0 && errno == EINTR);
   error = result == 0 ? 0 : from_errno(errno);
-  watch().locked(descriptor, result == 0);
+  Watch::locked(descriptor, result == 0);
   tsan::after_lock(identity, result == 0);
   return result == 0;
 }
@@ -107,9 +108,9 @@ bool unlock_bytes(void* file, std::uint32_t low, std::uint32_t high) noexcept {
   // What was locked is one byte. A byte nobody locked can be unlocked here, which nobody does.
   if (low != 1 || high != 0) return false;
   const int descriptor = descriptor_of(file);
-  void* const identity = watch().identity_of(descriptor);
+  void* const identity = Watch::identity_of(descriptor);
   tsan::before_unlock(identity);
-  watch().locked(descriptor, false);
+  Watch::locked(descriptor, false);
   const bool unlocked = flock(descriptor, LOCK_UN) == 0;
   tsan::after_unlock(identity);
   return unlocked;
@@ -117,8 +118,8 @@ bool unlock_bytes(void* file, std::uint32_t low, std::uint32_t high) noexcept {
 
 void close_lock_file(void* file) noexcept {
   const int descriptor = descriptor_of(file);
-  void* const identity = watch().identity_of(descriptor);
-  const bool was_locked = watch().is_locked(descriptor);
+  void* const identity = Watch::identity_of(descriptor);
+  const bool was_locked = Watch::is_locked(descriptor);
   if (was_locked) tsan::before_unlock(identity);
   close(descriptor);
   if (was_locked) tsan::after_unlock(identity);

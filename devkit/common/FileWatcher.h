@@ -1,0 +1,48 @@
+#pragma once
+
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace devkit {
+
+/// A file's bytes; null if there is no such file, or if it can't be read.
+std::optional<std::string> read_file(const std::filesystem::path& path);
+
+/// Watches one small file by reading it again and again: that works on every file system, and a
+/// rewriting that changes nothing goes by in silence. A content counts once two readings in a row
+/// agree on it, so that a file caught half written doesn't. A change is seen within some 100 ms.
+class FileWatcher {
+ public:
+  /// Null: the file went away.
+  using Changed = std::function<void(const std::optional<std::string>& content)>;
+
+  /// Calls `changed` on a thread of its own whenever the content differs from the last one, at
+  /// first from `known`.
+  FileWatcher(std::filesystem::path path, std::optional<std::string> known, Changed changed);
+  FileWatcher(const FileWatcher&) = delete;
+  FileWatcher& operator=(const FileWatcher&) = delete;
+  /// Waits for a running call; so it must not end within one.
+  ~FileWatcher();
+
+  /// No call begins after it. Waits for a running one and gives true; on that call's own thread
+  /// gives false at once.
+  bool stop();
+
+ private:
+  void run();
+
+  const std::filesystem::path path_;
+  std::optional<std::string> known_;  ///< the thread's alone
+  const Changed changed_;
+  std::mutex mutex_;
+  std::condition_variable stopped_;
+  bool stop_ = false;
+  std::thread thread_;  ///< last: it uses all the others
+};
+
+}  // namespace devkit

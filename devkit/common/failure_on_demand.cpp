@@ -1,0 +1,42 @@
+#include "devkit/common/failure_on_demand.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "devkit/common/os.h"
+
+namespace devkit {
+
+namespace {
+
+bool read_number(std::string_view text, std::uint32_t& number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+}  // namespace
+
+std::uint32_t failure_on_demand(const char* variable, const char* operation, const char* usual) {
+  const std::string wishes = os::environment(variable).value_or("");
+  std::string_view rest = wishes;
+  while (!rest.empty()) {
+    const std::string_view wish = rest.substr(0, rest.find(','));
+    rest.remove_prefix(std::min(rest.size(), wish.size() + 1));
+    const std::size_t colon = wish.find(':');
+    const std::string_view name = colon == std::string_view::npos ? usual : wish.substr(0, colon);
+    const std::string_view text = colon == std::string_view::npos ? wish : wish.substr(colon + 1);
+    std::uint32_t number = 0;
+    if (!read_number(text, number)) {
+      std::fprintf(stderr, "%s: \"%s\" is no wish to fail; write a number, or %s:number.\n",
+                   variable, std::string(wish).c_str(), usual);
+    } else if (name == operation) {
+      return number;
+    }
+  }
+  return 0;
+}
+
+}  // namespace devkit
