@@ -1,5 +1,7 @@
 #include "cloud/requests.h"
 
+#include <new>
+
 #include "_base/win_error.h"
 #include "frame/logger_stream.h"
 #include "frame/trace_scope.h"
@@ -34,10 +36,15 @@ std::uint32_t requests::Init(IServMain* host) {
     return win_error::gen_failure;
   }
   cirrel->set_cloud_cbk(cloud_up_notification, this);
-  resolver =
-      host != nullptr
-          ? std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance, host)
-          : std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance);
+  try {
+    resolver =
+        host != nullptr
+            ? std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance, host)
+            : std::make_unique<guardian::guarded_resolver>(cirrel->client, cirrel->instance);
+  } catch (const std::bad_alloc&) {
+    UnInit();  // there must be no running state without a chain
+    return win_error::out_of_memory;
+  }
   LoadProxySupport();  // last: the first settings arrive within, and need the chain
   return win_error::success;
 }

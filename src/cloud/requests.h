@@ -72,8 +72,9 @@ class requests final : public zv::observable<ICloudConnectionObserver*, ICloudRe
   /// The client library's callback; `context` is the object.
   static void cloud_up_notification(void* context);
 
-  /// Follows the proxy client of this kind of process, if it is one that has any. A failure is
-  /// logged and goes no further: better no proxy than no cloud.
+  /// Follows the proxy client of this kind of process, if it is one that has any. A failure of the
+  /// client's is logged and goes no further: better no proxy than no cloud. Throws as
+  /// OnProxySettingsChanged does.
   void LoadProxySupport();
   std::uint32_t LoadProxySupport_msgbus_client_app();
   std::uint32_t LoadProxySupport_msgbus_client_core();

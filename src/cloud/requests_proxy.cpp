@@ -123,6 +123,10 @@ proxy_state ask(const client_kind& kind, Client& client) {
   // What a call that failed has written counts for nothing.
   state.enabled = succeeded(change_function, kind, L"get_enabled_state", error) && enabled;
   state.known = state.enabled && get_proxy(kind, client, state.info);
+  // A client that forgot a terminator must not make anyone read on.
+  for (wchar_t* const text : {state.info.host, state.info.user, state.info.password}) {
+    text[proxy_info::text_size - 1] = L'\0';
+  }
   return state;
 }
 

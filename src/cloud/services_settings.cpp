@@ -1,8 +1,8 @@
 #include "cloud/services_settings.h"
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
+#include "_base/json_tree.h"
 #include "_base/win_error.h"
 #include "frame/host_paths.h"
 #include "platform/file.h"
@@ -18,10 +18,10 @@ stdext::unexpected<settings_error> failure(std::uint32_t number, const wchar_t* 
 }  // namespace
 
 services_settings parse_services_settings(std::istream& content) {
-  const auto json = nlohmann::json::parse(content);
+  const zv::json_tree json(nlohmann::json::parse(content));
   services_settings settings;
-  json.at("categories").get_to(settings.categories);
-  json.at("services").get_to(settings.services);
+  json->at("categories").get_to(settings.categories);
+  json->at("services").get_to(settings.services);
   return settings;
 }
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "_base/json_tree.h"
 #include "_base/utf8.h"
 #include "_base/win_error.h"
 #include "frame/host_paths.h"
@@ -19,11 +20,11 @@ stdext::unexpected<error_record> failure(std::uint32_t number, const wchar_t* me
   return {error_record{winapi::make_error_code(number), message}};
 }
 
-nlohmann::json parse(std::istream& content) {
+zv::json_tree parse(std::istream& content) {
   // The library looks past the stream at its buffer, so a stream that is bad has to complain by
   // itself.
   content.exceptions(std::ios::badbit);
-  return nlohmann::json::parse(content);
+  return zv::json_tree(nlohmann::json::parse(content));
 }
 
 loaded<std::ifstream> open(const std::wstring& path, const wchar_t* message) {
@@ -45,7 +46,7 @@ auto valid_or(const wchar_t* message, Read read) -> loaded<decltype(read())> {
 
 template <class Value>
 loaded<Value> read_config_file(std::istream& file) {
-  return valid_or(L"invalid config file", [&] { return parse(file).get<Value>(); });
+  return valid_or(L"invalid config file", [&] { return parse(file)->get<Value>(); });
 }
 
 loaded<std::ifstream> load_packaged_file() {
@@ -89,7 +90,7 @@ void log_failure(const wchar_t* what, const error_record& error) {
 loaded<guardian_paths> load_paths_from_file() {
   auto file = load_packaged_file();
   if (!file) return stdext::unexpected{file.error()};
-  return valid_or(L"invalid config file", [&] { return to_paths(parse(file.value())); });
+  return valid_or(L"invalid config file", [&] { return to_paths(*parse(file.value())); });
 }
 
 loaded<guardian_config> load_config_from_file(const guardian_paths& paths) {
@@ -117,8 +118,9 @@ loaded<std::ifstream> load_config_cache_file(const std::wstring& path) {
 }
 
 loaded<guardian_config> load_config_from_string(const std::string& text) {
-  return valid_or(L"invalid config str",
-                  [&] { return nlohmann::json::parse(text).get<guardian_config>(); });
+  return valid_or(L"invalid config str", [&] {
+    return zv::json_tree(nlohmann::json::parse(text))->get<guardian_config>();
+  });
 }
 
 loaded<std::wstring> get_config_cache_path(const guardian_paths& paths) {
@@ -130,7 +132,7 @@ loaded<services_map> load_services_info(const std::wstring& path) {
   auto file = open(path, L"open services info file failed");
   if (!file) return stdext::unexpected{file.error()};
   return valid_or(L"invalid services info file",
-                  [&] { return parse(file.value()).get<services_map>(); });
+                  [&] { return parse(file.value())->get<services_map>(); });
 }
 
 }  // namespace cloud::guardian

@@ -53,8 +53,12 @@ std::int64_t to_ticks(std::int64_t seconds) {
 
 }  // namespace
 
+// Member by member, into the value where it will stay: lists in braces are copied on their way, and
+// every copy's end takes memory (see json_tree).
+
 void to_json(nlohmann::json& json, const break_interval& interval) {
-  json = {{"min", interval.min}, {"max", interval.max}};
+  json["min"] = interval.min;
+  json["max"] = interval.max;
 }
 
 void from_json(const nlohmann::json& json, break_interval& interval) {
@@ -63,10 +67,10 @@ void from_json(const nlohmann::json& json, break_interval& interval) {
 }
 
 void to_json(nlohmann::json& json, const guardian_config& config) {
-  json = {{"circuit_config",
-           {{"threshold", config.threshold},
-            {"intervals", config.intervals},
-            {"reset_threshold", config.reset_threshold}}}};
+  nlohmann::json& circuit = json["circuit_config"];
+  circuit["threshold"] = config.threshold;
+  circuit["intervals"] = config.intervals;
+  circuit["reset_threshold"] = config.reset_threshold;
   if (config.services) json["services"] = *config.services;
 }
 
@@ -82,14 +86,14 @@ void from_json(const nlohmann::json& json, guardian_config& config) {
 }
 
 void to_json(nlohmann::json& json, const service_info& info) {
-  json = {{"state", static_cast<std::int32_t>(info.state)},
-          {"counter", info.counter},
-          {"index", info.index},
-          // The fraction of a second is lost on purpose: the file knows whole seconds only.
-          {"next_request_time", info.next_request_time / ticks_per_second},
-          {"errors", info.errors},
-          {"blocked", info.blocked},
-          {"allowed", info.allowed}};
+  json["state"] = static_cast<std::int32_t>(info.state);
+  json["counter"] = info.counter;
+  json["index"] = info.index;
+  // The fraction of a second is lost on purpose: the file knows whole seconds only.
+  json["next_request_time"] = info.next_request_time / ticks_per_second;
+  json["errors"] = info.errors;
+  json["blocked"] = info.blocked;
+  json["allowed"] = info.allowed;
 }
 
 void from_json(const nlohmann::json& json, service_info& info) {
@@ -105,7 +109,9 @@ void from_json(const nlohmann::json& json, service_info& info) {
 }
 
 void to_json(nlohmann::json& json, const request_failure& failure) {
-  json = {{"value", failure.value}, {"field", failure.field}, {"method", failure.method}};
+  json["value"] = failure.value;
+  json["field"] = failure.field;
+  json["method"] = failure.method;
 }
 
 void from_json(const nlohmann::json& json, request_failure& failure) {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "_base/json_tree.h"
 #include "frame/logger_stream.h"
 #include "frame/trace_scope.h"
 
@@ -118,10 +118,10 @@ std::optional<std::int32_t> request_error_interpreter::get_request_reply_detaile
     const request_reply& reply) {
   if (reply.text.IsEmpty()) return std::nullopt;
   try {
-    const auto json = nlohmann::json::parse(reply.text.view());
-    if (!json.is_object()) return std::nullopt;
-    const auto code = json.find("code");
-    if (code == json.end() || !code->is_number_integer()) return std::nullopt;
+    const zv::json_tree json(nlohmann::json::parse(reply.text.view()));
+    if (!json->is_object()) return std::nullopt;
+    const auto code = json->find("code");
+    if (code == json->end() || !code->is_number_integer()) return std::nullopt;
     return code->get<std::int32_t>();
   } catch (const std::exception& exception) {
     LOG_LINE(logging::failure,

@@ -2,12 +2,13 @@
 
 #include <exception>
 #include <filesystem>
-#include <nlohmann/json.hpp>
+#include <limits>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "_base/json_tree.h"
 #include "frame/logger_stream.h"
 #include "guardian/break_time.h"
 #include "guardian/config_files.h"
@@ -37,10 +38,17 @@ const wchar_t* name_of(circuit_state state) {
   return L"";
 }
 
-/// Whether the flag was set; it isn't any more. (The look before spares a bus lock with each
-/// request.)
-bool take(std::atomic<bool>& flag) {
-  return flag && flag.exchange(false);
+/// Takes the flag and, if it was set, does what it stands for. News that can't be taken in for lack
+/// of memory are left for the next operation. (The first look spares each request a bus lock.)
+template <class Action>
+void taking(std::atomic<bool>& flag, Action action) {
+  if (!flag || !flag.exchange(false)) return;
+  try {
+    action();
+  } catch (...) {
+    flag = true;
+    throw;
+  }
 }
 
 /// Unknown identities are different ones: watching a folder twice does no harm.
@@ -66,7 +74,10 @@ class services_storage::surroundings final : public circuit::surroundings {
         draw_break(interval, static_cast<std::uint32_t>(platform::now_ticks()));
     LOG_LINE(logging::progress, L"cloud::guardian::services_storage::get_next_request_time")
         << L"current break time " << seconds << L"s";
-    return platform::now_ticks() + seconds * ticks_per_second;
+    std::int64_t end = 0;
+    const bool is_beyond_time =
+        __builtin_add_overflow(platform::now_ticks(), seconds * ticks_per_second, &end);
+    return is_beyond_time ? std::numeric_limits<std::int64_t>::max() : end;
   }
 
   void entering(const service_info& info, circuit_state state, bool notify) override {
@@ -153,11 +164,11 @@ bool services_storage::refresh_service(const std::string& service) {
   bool dirty = false;
   // In this order: what another process saved after the same change of configuration replaces the
   // reset made here.
-  if (take(config_modified)) {
+  taking(config_modified, [&] {
     reload_config_from_file();
     dirty = reset_services(false);  // Meant for a failed reload as well.
-  }
-  if (take(services_modified)) reload_services_from_file();
+  });
+  taking(services_modified, [&] { reload_services_from_file(); });
 
   if (!circuit::is_monitored(*config, service)) return dirty;
   const auto [entry, is_new] = services.try_emplace(service);
@@ -263,21 +274,23 @@ void services_storage::reload_config_from_file() {
 }
 
 void services_storage::save() {
-  save_json_to_file(services_path, nlohmann::json(services));
+  save_json_to_file(services_path, services);
 }
 
 void services_storage::save_config_to_file() {
-  save_json_to_file(config_cache_path, nlohmann::json(*config));
+  save_json_to_file(config_cache_path, *config);
 }
 
-void services_storage::save_json_to_file(const std::wstring& path, const nlohmann::json& json) {
+template <class Value>
+void services_storage::save_json_to_file(const std::wstring& path, const Value& value) {
   const wchar_t* const function = L"cloud::guardian::services_storage::save_json_to_file";
   try {
+    const zv::json_tree json(value);
     // Truncated and rewritten in place, without a second file: the lock keeps readers from seeing
     // half of it, and a process that dies meanwhile leaves a file that the others pass over. It is
     // opened before the text is made: a name that isn't UTF-8 leaves an empty file, which is meant.
     std::ofstream file = platform::open_for_writing(platform::file_path(path));
-    file << json.dump();
+    file << json->dump();
     file.flush();
     if (file.fail()) {
       LOG_LINE(logging::failure, function) << L"failed to write to file " << path;

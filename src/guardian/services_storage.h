@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,7 +71,8 @@ class services_storage final : public idirectories_observer {
   void reload_config_from_file();
   bool reset_services(bool notify);
   void save_config_to_file();
-  static void save_json_to_file(const std::wstring& path, const nlohmann::json& json);
+  template <class Value>
+  static void save_json_to_file(const std::wstring& path, const Value& value);
 
   std::shared_ptr<const guardian_config> current_config() const;
   void set_config(guardian_config config);

@@ -6,13 +6,16 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <functional>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "_base/FailingAllocation.h"
+#include "_base/abi.h"
 #include "platform/seam.h"
 #include "support/EventsRecorder.h"
 #include "support/ForkedChild.h"
@@ -28,16 +31,21 @@ class UnfailingSeam final : public platform::Seam {
   UnfailingSeam& operator=(const UnfailingSeam&) = delete;
   ~UnfailingSeam() override { platform::set_seam(&behind_); }
 
-  /// The watchers' threads lack memory too: the allocation of this number fails, counted from where
-  /// they open their first folder.
+  /// Lets the watchers watch, but without memory: on each one's thread the allocation of this
+  /// number fails, counted from where it opens its first folder.
   void starve_watchers(long index) { watchers_ = index; }
 
   std::uint32_t fail(platform::Call call) noexcept override {
-    const std::uint32_t number = behind_.fail(call);
-    if (call == platform::Call::watch && watchers_ != failing_allocation::never) {
-      failing_allocation::successes_left = watchers_.exchange(failing_allocation::never);
+    if (call != platform::Call::watch) return behind_.fail(call);
+    thread_local bool opened = false;
+    const bool opens = !std::exchange(opened, true);
+    if (watchers_ == failing_allocation::never) {
+      // The test brings the news itself. A watcher that opens its folder and can't read in it says
+      // nothing: its log lines would take memory at any moment.
+      return opens ? 0 : 5;
     }
-    return number;
+    if (opens) failing_allocation::successes_left = watchers_;
+    return 0;
   }
   std::optional<std::int64_t> ticks() noexcept override { return behind_.ticks(); }
   std::optional<std::uint32_t> milliseconds() noexcept override { return behind_.milliseconds(); }
@@ -64,19 +72,21 @@ class UnfailingSeam final : public platform::Seam {
 /// A guardian's folder, for operations that lack memory. To be included by one source of a program.
 class WithoutMemoryTest : public testing::Test {
  protected:
-  WithoutMemoryTest() {
-    // The test brings the news itself.
-    folder.seam().fail_calls(platform::Call::watch, 5);
+  void SetUp() override {
+    if (!support::ForkedChild::possible()) {
+      GTEST_SKIP() << "it may end the process, and processes can't be copied here";
+    }
   }
 
   /// Plays `attempt(index)` for 0, 1, ... until it returns that no allocation failed. Returns how
   /// many failed. `attempt` lets the allocation number `index` fail by failing_allocation::met_by.
-  /// Where processes can be copied, each is played by a copy first, for it may end its process:
-  /// those that do are counted in `deaths`.
+  /// Copies of the process play first: what ends one is left out, and counted in
+  /// `deaths`. Nothing may be left that takes memory the first time only.
   long each_allocation(const std::function<bool(long)>& attempt) {
+    const std::set<long> deadly = find_deadly(attempt);
     for (long index = 0;; ++index) {
       SCOPED_TRACE(testing::Message() << "allocation " << index);
-      if (!survives([&] { attempt(index); })) {
+      if (deadly.contains(index)) {
         ++deaths;
       } else if (!attempt(index) || HasFatalFailure()) {
         return index;
@@ -85,7 +95,6 @@ class WithoutMemoryTest : public testing::Test {
   }
 
   static bool survives(const std::function<void()>& action) {
-    if (!support::ForkedChild::possible()) return true;
     try {
       support::ForkedChild child([&](const auto& ready) {
         std::set_terminate([] { std::_Exit(1); });
@@ -99,6 +108,25 @@ class WithoutMemoryTest : public testing::Test {
   }
 
   long deaths = 0;
+
+ private:
+  std::set<long> find_deadly(const std::function<bool(long)>& attempt) const {
+    std::set<long> deadly;
+    const auto progress = folder.path() / "progress";
+    for (long next = 0;; ++next) {
+      const bool survived = survives([&] {
+        for (long index = next;; ++index) {
+          std::ofstream(progress) << index;
+          if (!attempt(index)) return;
+        }
+      });
+      if (survived) return deadly;
+      std::ifstream(progress) >> next;
+      deadly.insert(next);
+    }
+  }
+
+ protected:
   support::RecordingLog log;
   support::GuardianFolder folder{support::GuardianFolder::config(),
                                  support::TemporaryFolder::fast_base()};

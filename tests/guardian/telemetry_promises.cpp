@@ -123,7 +123,7 @@ TEST_F(Telemetry, TellsNamesInUtf8) {
 
 // the client
 
-TEST_F(Telemetry, HoldsTheClientForAsLongAsItLives) {
+TEST_F(Telemetry, KeepsTheClientWhileItLives) {
   {
     telemetry report;
     EXPECT_EQ(events.steps(), (Steps{L"create eceventsclient IServPlugin", L"Init without a host",
@@ -194,6 +194,14 @@ TEST(TelemetryWithoutALibrary, GetsNoFurtherWithoutTheModulesFolder) {
   EXPECT_TRUE(events.steps().empty());
 }
 
+TEST(TelemetryWithoutALibrary, GetsNoFurtherByAModulesNameWithoutAFolder) {
+  const support::RecordingLog log;
+  support::ModuleFolder folder;
+  folder.seam().set_own_module_name(L"cloudsplicer.dll");
+  const telemetry report;
+  EXPECT_EQ(log.texts(), Steps{L"Failed to get foldername; err = 31"});
+}
+
 TEST(TelemetryWithoutALibrary, LetsTheLibraryGo) {
   support::ModuleFolder folder;
   const support::TemporaryFolder loaded;
@@ -240,6 +248,14 @@ TEST_F(Telemetry, TakesACutNameForNone) {
   folder.seam().set_executable_name(std::wstring(40000, L'x'), 122);
   EXPECT_EQ(disabled().strings.at(L"process_name"), L"");
   EXPECT_TRUE(has_line(log, 4, L"this_process::get_filename err=122"));
+}
+
+TEST_F(Telemetry, TakesANameThatFillsItsRoomWithoutAnErrorForOne) {
+  folder.seam().set_executable_name(std::wstring(40000, L'x'), 0);
+  const std::wstring name = disabled().strings.at(L"process_name");
+  EXPECT_GE(name.size(), 32766u);
+  EXPECT_EQ(name.find_first_not_of(L'x'), std::wstring::npos);
+  EXPECT_TRUE(log.nothing_logged(4));
 }
 
 // the moments

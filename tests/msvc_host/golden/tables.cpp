@@ -3,7 +3,10 @@
 
 #include "product/cloud.h"
 #include "product/containers.h"
+#include "product/events.h"
+#include "product/guardian.h"
 #include "product/plugin.h"
+#include "product/proxy.h"
 
 namespace zv {
 IMemMgr* string_manager() {
@@ -77,6 +80,37 @@ void const_list_enum(zv::IConstListEnum<text>& it) {
   it.Reset();
 }
 
+void event(ECEvent& it) {
+  it.GetType();
+}
+void child_event(ECChildEvent& it) {
+  it.CountStringLists();
+}
+void events_client(IECEventsClient& it) {
+  it.post(nullptr, true, 0);
+}
+void querier(ICloudGuardianQuerier& it, zv::StringT<char>& settings) {
+  it.get_settings(settings);
+}
+void querier_observable(ICloudGuardianQuerier& it) {
+  it.remove_observer(nullptr, 0);
+}
+void settings_observer(ICloudGuardianSettingsObserver& it) {
+  it.OnSettingsChanged("");
+}
+void app_observer(proxy_msgbus::client_observer_app& it) {
+  it.OnProxySettingsChanged();
+}
+void core_observer(proxy_msgbus::client_observer_core& it) {
+  it.OnProxySettingsChanged();
+}
+void app_client(proxy_msgbus::iclient_app& it) {
+  it.unused_7();
+}
+void core_client(proxy_msgbus::iclient_core& it) {
+  it.shutdown_communication();
+}
+
 // The records that cross, for their field offsets.
 cloud::connect_request connect_request;
 cloud::technology_request technology_request;
@@ -87,3 +121,5 @@ cloud::proxy_settings proxy_settings;
 cloud::upload_progress upload_progress;
 zv::StringRecord string_record;
 cloud::observable_cloud_requests* observable_object;
+ICloudGuardianQuerier* querier_object;
+proxy_msgbus::proxy_info proxy_info;

@@ -1,13 +1,11 @@
 #include "host/library.h"
 
 #include "host/check.h"
+#include "host/files.h"
 
 library::library(const wchar_t* name) {
-  wchar_t path[512];
-  uint32_t length = GetModuleFileNameW(nullptr, path, 512);
-  while (length > 0 && path[length - 1] != L'\\') --length;
-  path[length] = 0;
-  append_text(path, name);
+  file_path path;
+  beside_program(path, name);
   module_ = LoadLibraryW(path);
   if (module_) return;
   print("  FAIL "), print(path), print(" can't be loaded: "), print(uint64_t{GetLastError()}),

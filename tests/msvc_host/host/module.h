@@ -49,6 +49,43 @@ struct libraries {
   }
 };
 
+struct module_exports {
+  explicit module_exports(const library& module)
+      : create(module.function<create_object>("ZvCreateObject")),
+        destroy(module.function<destroy_object>("ZvDestroyObject")) {}
+  create_object* create;
+  destroy_object* destroy;
+};
+
+inline constexpr const wchar_t* plugin_name = L"cloud_requests";
+
+// A "cloud_requests" of the module, from its creation to its destruction.
+class requests_plugin {
+ public:
+  explicit requests_plugin(const module_exports& module) : module_(module) {
+    void* out = nullptr;
+    check_same(module.create(plugin_name, IID_IServPlugin, &out), 0, "the plug-in is made");
+    if (!out) ExitProcess(closing_line());
+    plugin = static_cast<IServPlugin*>(out);
+    requests = static_cast<cloud::ICloudRequests*>(plugin->QueryInterface(IID_ICloudRequests));
+  }
+  requests_plugin(const requests_plugin&) = delete;
+  requests_plugin& operator=(const requests_plugin&) = delete;
+  ~requests_plugin() { module_.destroy(plugin_name, plugin->QueryInterface(IID_IZvBaseInterface)); }
+
+  IServPlugin* plugin;
+  cloud::ICloudRequests* requests;
+
+ private:
+  module_exports module_;
+};
+
+inline void check_status(cloud::request_status status, uint32_t error_type, uint32_t code,
+                         const char* sentence) {
+  check_same(uint64_t{status.error_type} << 32 | status.code, uint64_t{error_type} << 32 | code,
+             sentence);
+}
+
 // The groups of checks on a running "cloud_requests".
 void connect_requests(const libraries& with, cloud::ICloudRequests& requests);
 void technology_requests(const libraries& with, cloud::ICloudRequests& requests);

@@ -6,16 +6,6 @@ namespace {
 
 using zvnc::call;
 
-struct module_exports {
-  explicit module_exports(const library& module)
-      : create(module.function<create_object>("ZvCreateObject")),
-        destroy(module.function<destroy_object>("ZvDestroyObject")) {}
-  create_object* create;
-  destroy_object* destroy;
-};
-
-constexpr const wchar_t* plugin_name = L"cloud_requests";
-
 void exports(const module_exports& module) {
   about("The exports:");
   void* out = &out;

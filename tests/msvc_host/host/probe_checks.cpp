@@ -3,6 +3,7 @@
 
 #include "host/check.h"
 #include "host/library.h"
+#include "host/probe.h"
 #include "host/services.h"
 #include "host/strings.h"
 #include "product/containers.h"
@@ -352,6 +353,7 @@ extern "C" [[noreturn]] void entry() {
     real_list();
     tasks();
     locks();
+    event_tables(loaded);
     configuration();
   }
   ExitProcess(closing_line());

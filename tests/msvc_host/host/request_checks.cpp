@@ -6,12 +6,6 @@ namespace {
 
 using zvnc::call;
 
-void check_status(cloud::request_status status, uint32_t error_type, uint32_t code,
-                  const char* sentence) {
-  check_same(uint64_t{status.error_type} << 32 | status.code, uint64_t{error_type} << 32 | code,
-             sentence);
-}
-
 void fill(cloud::connect_request& request) {
   request.service = "connect/checks";
   request.timeout = 1234;

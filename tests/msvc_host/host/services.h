@@ -23,7 +23,7 @@ class host_services final : public IServMain, public IServPluginManager, public 
     return execution_missing ? nullptr : this;
   }
 
-  // IServPluginManager: this host has no further plug-ins.
+  // IServPluginManager
   uint32_t get_plugin(const wchar_t* name, const IID& id, void** out) override;
   void release_plugin(const wchar_t* name) override;
 
@@ -34,12 +34,16 @@ class host_services final : public IServMain, public IServPluginManager, public 
   bool execution_missing = false;
   bool manager_missing = false;
   uint32_t enqueue_result = 0;
-  char calls[512] = {};  // a word for each
+  void* querier = nullptr;  // what this host gives as its one plug-in, "cloud_guardian_querier"
+  const wchar_t* task_name = L"probe task";  // the one that is expected
+  bool keeps_task = false;  // otherwise a task runs at once, on the thread that brings it
+  char calls[512] = {};     // a word for each
 
   void note(const char* call);
+  // Runs the kept task as a queue does; false if there is none.
+  bool run_kept_task();
 
  private:
-  // Runs a task at once, on the thread that brings it.
   class queue final : public serial_execution {
    public:
     explicit queue(host_services& host) : host_(host) {}
@@ -49,4 +53,6 @@ class host_services final : public IServMain, public IServPluginManager, public 
    private:
     host_services& host_;
   };
+
+  EqWorkItem* kept_ = nullptr;
 };

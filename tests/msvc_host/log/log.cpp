@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr uint32_t most_lines = 1024;
+constexpr uint32_t most_lines = 4096;
 log_lines::line lines[most_lines];
 uint32_t used = 0;
 void* lock = nullptr;
