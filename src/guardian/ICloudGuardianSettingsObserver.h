@@ -9,7 +9,7 @@
 class ICloudGuardianSettingsObserver {
  public:
   virtual void* scalar_deleting_destructor(std::uint32_t flags) = 0;
-  /// `settings` is a configuration as JSON text in UTF-8, valid during the call.
+  /// `settings` holds JSON in UTF-8 in the form of the cache, and is valid during the call.
   virtual void OnSettingsChanged(const char* settings) = 0;
 
  protected:

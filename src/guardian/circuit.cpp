@@ -64,8 +64,8 @@ permission ask(service_info& info, const guardian_config& config, surroundings& 
     ++info.blocked;
     return {.allowed = false, .dirty = true};
   }
-  // The rung is taken with the permission, before anyone knows how the probe ends: a service that
-  // stays down is asked at growing intervals.
+  // The rung is taken with the permission, before anyone knows how the probe ends: the longer a
+  // service fails, the less often it is bothered.
   switch (info.state) {
     case circuit_state::open:
       info.index = capped(std::uint64_t{info.index} + 1, config);

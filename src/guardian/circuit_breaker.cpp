@@ -68,7 +68,7 @@ guardian_paths circuit_breaker::init_lock_path() {
     throw std::runtime_error("Failed to create storage folder");
   }
   lock_path = platform::wide_text(platform::file_path(folder.value()) /
-                                  platform::file_path(L"cloud_guardian_lock.lock"));
+                                  platform::file_path(lock_file_name));
   return std::move(paths).value();
 }
 

@@ -50,8 +50,7 @@ loaded<Value> read_config_file(std::istream& file) {
 }
 
 loaded<std::ifstream> load_packaged_file() {
-  const auto path = get_module_path(
-      platform::wide_text(std::filesystem::path("settings") / "cloud_guardian_settings.json"));
+  const auto path = get_packaged_settings_path();
   if (!path) return stdext::unexpected{path.error()};
   return load_config_cache_file(path.value());
 }
@@ -86,6 +85,11 @@ void log_failure(const wchar_t* what, const error_record& error) {
 }
 
 }  // namespace
+
+loaded<std::wstring> get_packaged_settings_path() {
+  return get_module_path(
+      platform::wide_text(std::filesystem::path("settings") / "cloud_guardian_settings.json"));
+}
 
 loaded<guardian_paths> load_paths_from_file() {
   auto file = load_packaged_file();

@@ -17,10 +17,13 @@ namespace cloud::guardian {
 template <class Value>
 using loaded = stdext::expected<Value, error_record>;
 
+/// The settings file that comes with the product.
+loaded<std::wstring> get_packaged_settings_path();
+
 /// From the packaged settings file.
 loaded<guardian_paths> load_paths_from_file();
 
-/// From the cache, which stands for the cloud until the cloud is heard, or else from the packaged
+/// From the cache, which is what the cloud said last, or else from the packaged
 /// settings file. A cache that doesn't serve is logged.
 loaded<guardian_config> load_config_from_file(const guardian_paths& paths);
 

@@ -76,8 +76,8 @@ bool request_error_interpreter::on_generic_request_error(const char* service, co
   if (status.error_type == 1) {
     const trace_scope trace(
         L"cloud::guardian::request_error_interpreter::on_generic_request_error");
-    // The trouble is ours and says nothing against the server. It is meant that it counts as a sign
-    // of life instead of not at all: it must not push a circuit towards open.
+    // The trouble is ours and says nothing against the server. Counting it as a success, instead of
+    // not at all, is meant: whatever fails on this side, no circuit may open for it.
     breaker->process_request_succeded(service);
     return true;
   }

@@ -18,8 +18,9 @@ enum class circuit_state : std::int32_t { closed = 0, open = 1, half_open = 2 };
 /// The record of one circuit.
 struct service_info {
   circuit_state state = circuit_state::closed;
-  std::uint32_t counter = 0;  ///< failures in a row while closed, successes while half open
-  std::uint32_t index = 0;    ///< the rung of the ladder
+  std::uint32_t counter =
+      0;  ///< in a row: failures of a closed circuit, successes of a half open one
+  std::uint32_t index = 0;  ///< the rung of the ladder
   /// In ticks since the Unix epoch: the end of the break, or, while closed, the last counted event
   /// (the closing itself, to begin with).
   std::int64_t next_request_time = platform::now_ticks();

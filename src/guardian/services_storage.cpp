@@ -68,8 +68,8 @@ class services_storage::surroundings final : public circuit::surroundings {
 
   std::int64_t get_next_request_time(const break_interval& interval) override {
     // A new generator for each break, seeded with the time: it is meant that two breaks drawn in
-    // one tick are alike. Random they are so that clients that failed together don't return
-    // together.
+    // one tick are alike. Random they are because whole crowds of clients fail at the
+    // same moment, and must not come back at the same moment.
     const std::uint32_t seconds =
         draw_break(interval, static_cast<std::uint32_t>(platform::now_ticks()));
     LOG_LINE(logging::progress, L"cloud::guardian::services_storage::get_next_request_time")
@@ -162,8 +162,8 @@ void services_storage::start_watching() {
 
 bool services_storage::refresh_service(const std::string& service) {
   bool dirty = false;
-  // In this order: what another process saved after the same change of configuration replaces the
-  // reset made here.
+  // In this order: others have reset their circuits for the same configuration too, and what they
+  // wrote since is newer than the reset made here.
   taking(config_modified, [&] {
     reload_config_from_file();
     dirty = reset_services(false);  // Meant for a failed reload as well.

@@ -17,12 +17,12 @@
 
 namespace cloud::guardian {
 
-/// The circuits, as all processes of a storage folder share them: each has its own map, writes the
-/// whole of it to a file after a change, and reads it again when it is told that another did. Where
-/// two are told too late the last one to write wins, for every service; that is accepted, since a
-/// lost count costs a circuit one step at most.
+/// The circuits that the processes with one storage folder have in common: each has its own map,
+/// writes the whole of it to a file after a change, and reads it again when it is told that another
+/// did. Where two are told too late the last one to write wins, for every service; that is
+/// accepted, since a lost count costs a circuit one step at most.
 ///
-/// All operations are to be called with the file lock held, unless they say otherwise.
+/// The caller holds the file lock, except where an operation says that it needs none.
 class services_storage final : public idirectories_observer {
  public:
   /// Reads configuration and circuits, and starts to watch their files. Throws std::exception if

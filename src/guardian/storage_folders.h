@@ -8,6 +8,9 @@
 
 namespace cloud::guardian {
 
+/// The lock file's name in the folder that create_storage_folder returns.
+inline constexpr wchar_t lock_file_name[] = L"cloud_guardian_lock.lock";
+
 /// The folder of the services file: the administrator's below the module, anyone else's below the
 /// desktop profiles. Not created.
 stdext::expected<std::wstring, error_record> get_storage_folder(const guardian_paths& paths);

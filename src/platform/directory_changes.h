@@ -25,8 +25,10 @@ enum change_action : std::uint32_t {
 
 class directory_reader;
 
-/// Opens a folder, null with `error` set on failure.
+/// Opens a folder, null with `error` set on failure. It can't be read before create_read_event.
 directory_reader* open_directory(const wchar_t* path, std::uint32_t& error) noexcept;
+/// Makes, once, what tells that a read has completed. False with `error` set if it can't be made.
+bool create_read_event(directory_reader* reader, std::uint32_t& error) noexcept;
 /// Starts one read into `buffer` (aligned to 4 bytes), which is written until the reader's event is
 /// signalled. `filter` is Windows' notification filter; subfolders are left out. A read that
 /// overflowed signals the event and leaves the buffer as it was.
@@ -35,12 +37,14 @@ bool start_reading(directory_reader* reader, void* buffer, std::uint32_t size, s
 /// Abandons a read in progress: its buffer isn't written any more.
 void close_directory(directory_reader* reader) noexcept;
 
+/// As many as can be waited for at once.
+inline constexpr std::size_t most_readers = 63;
 inline constexpr std::size_t no_reader = ~std::size_t{0};
 inline constexpr std::size_t stop_signalled = ~std::size_t{0} - 1;
 
 /// Waits, without a limit, until a read of one of `readers` has completed, and returns its index,
 /// or stop_signalled when `stop_event` (of create_event) was set, which is looked at last.
-/// no_reader if the system can't wait, as for more than 63 readers. A folder that is taken away
+/// no_reader if the system can't wait, as for more than most_readers. A folder that is taken away
 /// completes its read too, with the buffer as it was, and can't be read again.
 std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count,
                              void* stop_event) noexcept;

@@ -212,7 +212,7 @@ TEST(ChangeReporterAlone, HandsTheFolderAndTheNameOnAsTheyCame) {
             records.bytes() + sizeof(platform::change_record));
 }
 
-TEST(ChangeReporterAlone, AllocatesForAHalfThatWaitsOnly) {
+TEST(ChangeReporterAlone, AllocatesForAHalfThatWaitsOnlyAndDropsItWithoutMemory) {
   FirstCall observer;
   change_reporter reporter(&observer);
   Records records;
@@ -222,8 +222,10 @@ TEST(ChangeReporterAlone, AllocatesForAHalfThatWaitsOnly) {
   half.add(old_name, L"f");
   EXPECT_FALSE(failing_allocation::met_by(0, [&] { reporter.report(L"/f", records.begin()); }));
   EXPECT_EQ(observer.calls(), 4);
-  EXPECT_THROW(failing_allocation::met_by(0, [&] { reporter.report(L"/f", half.begin()); }),
-               std::bad_alloc);
+  EXPECT_TRUE(failing_allocation::met_by(0, [&] { reporter.report(L"/f", half.begin()); }));
+  Records other_half;
+  reporter.report(L"/f", other_half.add(new_name, L"g").add(added, L"h").begin());
+  EXPECT_EQ(observer.calls(), 5) << "the other half waits for a partner of its own";
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -129,6 +130,56 @@ TEST_F(FailingDirectoriesChanges, GoOnWhenOneOfTheirFoldersIsTakenAway) {
   wake(folder_);
 }
 
+TEST_F(FailingDirectoriesChanges, TellThatAFolderWasTakenAwayAtEachWakeUp) {
+  if (platform::path_separator == L'\\') {
+    GTEST_SKIP() << "Wine doesn't end a read with its folder, unlike Windows";
+  }
+  const std::filesystem::path gone = other_ / "gone";
+  std::filesystem::create_directory(gone);
+  watch({wide(gone), name_}, 4);
+  std::filesystem::remove(gone);
+  // At the end of the read, and at the other try that follows at once.
+  const std::wstring line = read_failed(wide(gone), L"5");
+  EXPECT_TRUE(waiting::until([&] { return log_.count(failure, worker, line) == 2; }));
+  wake(folder_);
+  watcher_.reset();
+  EXPECT_GT(log_.count(failure, worker, line), 2u);
+}
+
+TEST_F(FailingDirectoriesChanges, LeaveOutEachFolderBeyondThoseThatCanBeWaitedFor) {
+  std::vector<std::wstring> folders{wide(folder_ / "absent")};
+  for (int i = 0; i != 65; ++i) {
+    const std::filesystem::path each = folder_ / std::to_wstring(i);
+    std::filesystem::create_directory(each);
+    folders.push_back(wide(each));
+  }
+  watch(folders, 1 + 2 * 63);
+  for (const int i : {0, 62}) {
+    const std::filesystem::path each = folder_ / std::to_wstring(i);
+    const std::wstring told = L"created " + wide(each) + L" file";
+    EXPECT_TRUE(waiting::until([&] {
+      std::filesystem::remove(each / "file");
+      write(each / "file", "x");
+      return observer_.count(told) != 0;
+    }));
+  }
+  watcher_.reset();
+  EXPECT_EQ(log_.lines(failure).size(), 3u);
+  EXPECT_LOGGED(log_, failure, worker, opening_failed(wide(folder_ / "63"), L"50"));
+  EXPECT_LOGGED(log_, failure, worker, opening_failed(wide(folder_ / "64"), L"50"));
+}
+
+TEST_F(FailingDirectoriesChanges, StopThoughTheSystemRefusesTheirWait) {
+  if (!starved_process::possible()) GTEST_SKIP() << "Windows' waits aren't refused in a test";
+  watch_folder();
+  write(folder_ / "old", "x");
+  ASSERT_TRUE(observer_.hears(call(L"modified", L"old")));
+  const starved_process::WithoutDescriptors none;
+  std::filesystem::rename(folder_ / "old", folder_ / "new");
+  ASSERT_TRUE(observer_.hears(call(L"renamed", L"old new")));
+  watcher_.reset();
+}
+
 TEST_F(FailingDirectoriesChanges, AreNotBuiltWithoutAStopEvent) {
   if (!starved_process::possible()) GTEST_SKIP() << "Windows doesn't run out of events in a test";
   try {
@@ -153,7 +204,33 @@ TEST_F(FailingDirectoriesChanges, AreNotBuiltWithoutAThread) {
   }
 }
 
-// What follows leaves a thread behind, so it happens in a process of its own.
+// What follows ends the process or leaves a thread behind, so it happens in a process of its own.
+
+/// Takes all descriptors but one on the worker's thread, just before it opens its folder.
+class StarvingSeam final : public platform::Seam {
+ public:
+  StarvingSeam() { platform::set_seam(this); }
+  std::uint32_t fail(platform::Call kind) noexcept override {
+    if (kind == platform::Call::watch && !starved_) starved_.emplace(1);
+    return 0;
+  }
+
+ private:
+  std::optional<starved_process::WithoutDescriptors> starved_;
+};
+
+void watch_without_an_event(const std::wstring& folder) {
+  StarvingSeam seam;
+  Observer observer;
+  const directories_changes watcher(&observer, {folder}, everything);
+  waiting::until([] { return false; });
+}
+
+TEST(FailingDirectoriesChangesDeathTest, EndTheProcessWhenAFolderGetsNoEvent) {
+  if (!starved_process::possible()) GTEST_SKIP() << "Windows doesn't run out of events in a test";
+  const support::TemporaryFolder folder;
+  EXPECT_DEATH(watch_without_an_event(platform::wide_text(folder.path())), "CreateEvent failed");
+}
 
 [[noreturn]] void stop_without_an_event(const std::wstring& folder) {
   Observer observer;

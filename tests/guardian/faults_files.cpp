@@ -1,4 +1,4 @@
-// The services file and the config cache in every state of damage, met by a breaker that runs and
+// Services file and cache in every state of damage, met by a breaker that runs and
 // by one that begins: what is of use is taken in, what isn't is told and passed over, and nobody is
 // kept waiting.
 //

@@ -38,8 +38,8 @@ bool ProxyClientProbe::library_is_loaded() const {
   return platform::find_loaded(path_.wstring().c_str()) != nullptr;
 }
 
-void ProxyClientProbe::set_proxy(std::wstring host, std::uint32_t port, std::wstring user,
-                                 std::wstring password) {
+void ProxyClientProbe::set_proxy(const std::wstring& host, std::uint32_t port,
+                                 const std::wstring& user, const std::wstring& password) {
   const std::lock_guard lock(mutex_);
   enabled_ = true;
   fill(info_.host, host);

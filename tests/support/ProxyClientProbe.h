@@ -39,8 +39,8 @@ class ProxyClientProbe final : public proxy_client::Backend {
   bool library_is_loaded() const;
 
   // What to answer. A proxy is off at first, of type 7.
-  void set_proxy(std::wstring host, std::uint32_t port, std::wstring user = L"",
-                 std::wstring password = L"");
+  void set_proxy(const std::wstring& host, std::uint32_t port, const std::wstring& user = L"",
+                 const std::wstring& password = L"");
   void turn_proxy_off();
   void set_type(std::uint32_t type);
   /// The call that begins so fails with `number` from now on; add_observer and QueryInterface by

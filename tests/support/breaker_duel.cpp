@@ -121,7 +121,7 @@ std::optional<std::string> Duel::play(const Step& step) {
       return std::to_string(real) + " instead of " + std::to_string(reference) + ' ' + end[i].what;
     }
   }
-  if (const auto complaint = difference_of_reports()) return complaint;
+  if (auto complaint = difference_of_reports()) return complaint;
   return difference();
 }
 
@@ -328,8 +328,10 @@ std::optional<std::string> Duel::difference() const {
     const std::string found = text_of(circuits_in(*real_[i]));
     const std::string expected = text_of(reference_[i]->circuits());
     if (found != expected) {
-      return "instance " + std::to_string(i) + "\n  remembers" + found + "\n  instead of" +
-             expected;
+      std::string complaint = "instance " + std::to_string(i);
+      complaint += "\n  remembers" + found;
+      complaint += "\n  instead of" + expected;
+      return complaint;
     }
   }
   return std::nullopt;

@@ -23,9 +23,7 @@ const std::vector<std::string> configurations = {
     R"({"circuit_config":{"threshold":2.9,"intervals":[{"min":true,"max":7.5}],"reset_threshold":30.7},"services":["a"]})",
     R"({"circuit_config":{"threshold":2,"intervals":[{"min":0,"max":4294967295}],"reset_threshold":2147483647}})",
     R"({"circuit_config":{"threshold":2,"intervals":[{"min":4,"max":5}],"reset_threshold":-2147483648}})",
-    "{\"more\":[],\"services\":[\"a\",\"\xC3\xA4 "
-    "c\"],\"circuit_config\":{\"threshold\":2,\"more\":1,"
-    "\"intervals\":[{\"min\":4,\"max\":40}],\"reset_threshold\":2}}",
+    R"({"more":[],"services":["a","ä c"],"circuit_config":{"threshold":2,"more":1,"intervals":[{"min":4,"max":40}],"reset_threshold":2}})",
     R"({"circuit_config":{"threshold":2,"intervals":{},"reset_threshold":2}})",
     R"({"services":["a"]})",
     R"({"circuit_config":)",

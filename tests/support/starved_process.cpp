@@ -9,7 +9,7 @@ namespace support::starved_process {
 bool possible() {
   return false;
 }
-WithoutDescriptors::WithoutDescriptors() {
+WithoutDescriptors::WithoutDescriptors(int) {
   throw std::logic_error("not here");
 }
 WithoutDescriptors::~WithoutDescriptors() = default;
@@ -45,6 +45,14 @@ void set_descriptor_limit(rlim_t limit) {
   setrlimit(RLIMIT_NOFILE, &limits);
 }
 
+/// New descriptors take the lowest free numbers, and a limit is above the highest.
+rlim_t limit_that_spares(int count) {
+  std::vector<int> spared;
+  for (int i = 0; i != count; ++i) spared.push_back(open("/", O_RDONLY | O_CLOEXEC));
+  for (const int descriptor : spared) close(descriptor);
+  return spared.empty() ? 0 : static_cast<rlim_t>(spared.back()) + 1;
+}
+
 void set_stack_size(std::size_t size) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -60,11 +68,11 @@ bool possible() {
   return true;
 }
 
-WithoutDescriptors::WithoutDescriptors() {
+WithoutDescriptors::WithoutDescriptors(int spared) {
   rlimit limits{};
   getrlimit(RLIMIT_NOFILE, &limits);
   limit_ = limits.rlim_cur;
-  set_descriptor_limit(0);
+  set_descriptor_limit(limit_that_spares(spared));
 }
 WithoutDescriptors::~WithoutDescriptors() {
   set_descriptor_limit(limit_);

@@ -6,10 +6,10 @@ namespace support::starved_process {
 
 bool possible();
 
-/// No descriptor can be opened while it lives.
+/// No descriptor can be opened while it lives, but for `spared` ones.
 class WithoutDescriptors {
  public:
-  WithoutDescriptors();
+  explicit WithoutDescriptors(int spared = 0);
   WithoutDescriptors(const WithoutDescriptors&) = delete;
   WithoutDescriptors& operator=(const WithoutDescriptors&) = delete;
   ~WithoutDescriptors();

@@ -1,5 +1,6 @@
 #include "_base/directory_mgmt/change_reporter.h"
 
+#include <new>
 #include <utility>
 
 namespace winapi::directory_mgmt {
@@ -26,7 +27,7 @@ void change_reporter::report(const wchar_t* folder, directory_changes_iterator r
       case platform::change_renamed_new_name:
         ++records;
         if (records.at_end()) {
-          pending_.insert_or_assign(folder, rename_half{std::wstring(change.name), change.action});
+          keep(folder, change);
           return;
         }
         // Whatever the second record tells, it is meant to be the other half: within a buffer the
@@ -40,8 +41,16 @@ void change_reporter::report(const wchar_t* folder, directory_changes_iterator r
   }
 }
 
-// Another record than the missing half is dropped, which is meant: it takes a half that has lost
-// its partner at the very end of a buffer.
+void change_reporter::keep(const wchar_t* folder, const directory_changes_iterator::entry& change) {
+  try {
+    pending_.insert_or_assign(folder, rename_half{std::wstring(change.name), change.action});
+  } catch (const std::bad_alloc&) {
+    // Observers must do without some calls anyway, and the watcher's thread must not end by this.
+  }
+}
+
+// Another record than the missing half is dropped, which is meant: that takes a half as a buffer's
+// last record whose other half never came.
 void change_reporter::complete_rename(const wchar_t* folder, const rename_half& half,
                                       const directory_changes_iterator::entry& change) {
   const std::uint32_t missing = half.action == platform::change_renamed_old_name

@@ -12,7 +12,7 @@
 namespace winapi::directory_mgmt {
 
 /// Turns change records into an observer's calls, and the two halves of a rename into one, also
-/// when they come in two buffers. One thread at a time.
+/// when they come in two buffers, unless memory for the first is missing. One thread at a time.
 class change_reporter {
  public:
   /// `observer` is not owned.
@@ -26,6 +26,7 @@ class change_reporter {
     std::uint32_t action;
   };
 
+  void keep(const wchar_t* folder, const directory_changes_iterator::entry& change);
   void complete_rename(const wchar_t* folder, const rename_half& half,
                        const directory_changes_iterator::entry& change);
   void report_rename(const wchar_t* folder, std::uint32_t first_action, std::wstring_view first,

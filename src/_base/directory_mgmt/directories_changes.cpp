@@ -1,20 +1,27 @@
 #include "_base/directory_mgmt/directories_changes.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <iterator>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "_base/Event.h"
 #include "_base/expected.h"
+#include "_base/win_error.h"
 #include "frame/logger_stream.h"
 #include "platform/directory_changes.h"
+#include "platform/event.h"
 
 namespace winapi::directory_mgmt {
 namespace {
 
 constexpr const wchar_t* worker_function = L"winapi::directory_mgmt::directories_changes::worker";
+
+constexpr std::uint32_t error_not_supported = 50;
+constexpr std::uint32_t for_ever = ~std::uint32_t{0};
 
 struct close_reader {
   void operator()(platform::directory_reader* reader) const noexcept {
@@ -34,26 +41,40 @@ struct directory_changes {
   alignas(32) std::array<unsigned char, 4096> buffer{};
   owned_reader reader;  ///< goes before the buffer, into which it may be reading
 };
-using owned_changes = std::unique_ptr<directory_changes>;
 
-/// The folder, open; else the system's number.
-stdext::expected<owned_changes, std::uint32_t> make_directory_changes(const std::wstring& path) {
+/// The folder, open and ready to be read; else the system's number.
+stdext::expected<owned_reader, std::uint32_t> make_directory_changes(const std::wstring& path) {
   std::uint32_t error = 0;
   owned_reader reader(platform::open_directory(path.c_str(), error));
   if (reader == nullptr) return stdext::unexpected{error};
-  return std::make_unique<directory_changes>(path, std::move(reader));
+  if (!platform::create_read_event(reader.get(), error)) {
+    // That nobody catches this, and the process ends by it, is meant: a system without an event to
+    // give isn't one to go on in.
+    throw std::system_error(winapi::make_error_code(error), "CreateEvent failed");
+  }
+  return reader;
 }
 
 /// The folders of one watcher, each with a read in progress or on the list for another try.
 class folder_reads {
  public:
-  /// `folders` must outlive this object.
-  folder_reads(const std::vector<std::wstring>& folders, std::uint32_t filter) : filter_(filter) {
-    for (const std::wstring& folder : folders) open(folder);
-    for (const owned_changes& changes : watches_) {
+  /// `folders` must outlive this object. All memory is taken here, as the watcher's thread, where
+  /// all else happens, has nobody to tell that there is none.
+  folder_reads(const std::vector<std::wstring>& folders, std::uint32_t filter)
+      : folders_(folders), filter_(filter) {
+    const std::size_t most = std::min(folders.size(), platform::most_readers);
+    watches_.reserve(most);
+    active_.reserve(most);
+    readers_.reserve(most);
+    retry_.reserve(most);
+  }
+
+  void begin() {
+    for (const std::wstring& folder : folders_) open(folder);
+    for (directory_changes& changes : watches_) {
       std::uint32_t error = 0;
       // Without a word in the log: only a failure that repeats is told.
-      if (!start(*changes, error)) retry_.push_back(changes.get());
+      if (!start(changes, error)) retry_.push_back(&changes);
     }
   }
 
@@ -87,13 +108,11 @@ class folder_reads {
 
  private:
   void open(const std::wstring& folder) {
+    // More can't be waited for: the wait for all of them would be refused, the others' too.
+    if (watches_.size() == platform::most_readers) return log_unopened(folder, error_not_supported);
     auto opened = make_directory_changes(folder);
-    if (opened) {
-      watches_.push_back(std::move(opened).value());
-    } else {
-      LOG_LINE(logging::failure, worker_function)
-          << L"make_directory_changes for " << folder << L" err=" << opened.error();
-    }
+    if (!opened) return log_unopened(folder, opened.error());
+    watches_.emplace_back(folder, std::move(opened).value());
   }
 
   bool start_reading(directory_changes& changes, std::uint32_t& error) const noexcept {
@@ -109,13 +128,19 @@ class folder_reads {
     return true;
   }
 
+  static void log_unopened(const std::wstring& folder, std::uint32_t error) {
+    LOG_LINE(logging::failure, worker_function)
+        << L"make_directory_changes for " << folder << L" err=" << error;
+  }
+
   static void log_failed_read(const directory_changes& changes, std::uint32_t error) {
     LOG_LINE(logging::failure, worker_function)
         << L"failed read for " << changes.folder << L" err=" << error;
   }
 
+  const std::vector<std::wstring>& folders_;
   const std::uint32_t filter_;
-  std::vector<owned_changes> watches_;
+  std::vector<directory_changes> watches_;            ///< never grows beyond what was reserved
   std::vector<directory_changes*> active_;            ///< with a read in progress
   std::vector<platform::directory_reader*> readers_;  ///< theirs, one by one
   std::vector<directory_changes*> retry_;             ///< the others
@@ -130,7 +155,7 @@ class directories_changes::watch_worker {
                std::uint32_t filter)
       : reporter_(observer),
         folders_(std::move(folders)),
-        filter_(filter),
+        reads_(folders_, filter),
         thread_([this] { run(); }) {}
 
   void stop() {
@@ -140,22 +165,26 @@ class directories_changes::watch_worker {
 
  private:
   void run() {
-    folder_reads reads(folders_, filter_);
+    reads_.begin();
     for (;;) {
-      const std::size_t index = reads.wait(stop_event_);
+      const std::size_t index = reads_.wait(stop_event_);
       if (index == platform::stop_signalled) return;
-      if (index == platform::no_reader) continue;
-      const directory_changes& changes = reads.changes(index);
+      if (index == platform::no_reader) {
+        // What the system refuses once it refuses again, and trying on would never rest.
+        platform::wait_event(stop_event_.handle(), for_ever);
+        return;
+      }
+      const directory_changes& changes = reads_.changes(index);
       // Before the next read begins: until then the buffer stays as it is.
       reporter_.report(changes.folder.c_str(), {changes.buffer.data(), changes.buffer.size()});
-      reads.read_on(index);
-      reads.retry();
+      reads_.read_on(index);
+      reads_.retry();
     }
   }
 
   change_reporter reporter_;
   const std::vector<std::wstring> folders_;
-  const std::uint32_t filter_;
+  folder_reads reads_;
   Event stop_event_;
   std::thread thread_;  ///< last, as it uses all the others
 };

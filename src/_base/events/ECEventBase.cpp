@@ -37,7 +37,9 @@ const OwnedChildren& owned(const ChildList* list) {
 /// A name that is taken leaves `value` to its owner here.
 template <class Pointer, class Value>
 void insert(zv::Map<Text, Pointer>& map, const Text& name, std::unique_ptr<Value> value) {
-  if (map.Insert(name, value.get()) == win_error::success) value.release();
+  if (map.Insert(name, value.get()) == win_error::success) {
+    static_cast<void>(value.release());
+  }
 }
 
 }  // namespace
@@ -93,7 +95,7 @@ void ECEventBase::AddChild(const wchar_t* name, const ECChildEvent* child) {
     first->PushBack(copy.get());
     insert(child_lists, key, std::move(first));
   }
-  copy.release();
+  static_cast<void>(copy.release());
 }
 
 zv::IConstEnum<Text, Text>* ECEventBase::GetStrings() const {

@@ -10,7 +10,7 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "platform/error_text.h"
 #include "platform/os.h"
@@ -23,12 +23,13 @@ namespace {
 
 constexpr std::uint32_t error_access_denied = 5;
 
-/// As many as the other system can wait for, beside the stop event.
-constexpr std::size_t most_readers = 63;
-
 /// How long the second half of a rename may take after the first. The system queues them one after
 /// the other, but not at once, and says nowhere that the second won't come.
 constexpr int half_rename_milliseconds = 10;
+
+/// How often a half is waited for in a row. Changes that never cease, of the folder or of names
+/// that nobody wants, could keep the same half the last one for ever.
+constexpr int most_rounds = 16;
 
 }  // namespace
 
@@ -40,12 +41,16 @@ class directory_reader {
 
   ~directory_reader() {
     if (events_ >= 0) close(events_);
-    if (folder_ >= 0) close(folder_);
+    close_folder();
   }
 
   bool open(const char* path) noexcept {
     folder_ = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder_ >= 0) events_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    return folder_ >= 0;
+  }
+
+  bool create_event() noexcept {
+    events_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     return events_ >= 0;
   }
 
@@ -53,6 +58,9 @@ class directory_reader {
     if (!records_) {
       if (!watch(filter)) return from_errno(errno);
       records_.emplace(filter);
+      // Only now, as the watch needs it, and not later: the system doesn't tell that a folder was
+      // taken away before the last who has it open lets it go.
+      close_folder();
     }
     if (records_->ended() && records_->empty()) return error_access_denied;
     buffer_ = buffer;
@@ -85,8 +93,13 @@ class directory_reader {
     return inotify_add_watch(events_, path.c_str(), InotifyRecords::mask_of(filter)) >= 0;
   }
 
+  void close_folder() noexcept {
+    if (folder_ >= 0) close(std::exchange(folder_, -1));
+  }
+
   void take_events() {
-    while (take_some() && more_comes()) {
+    for (int round = 0; round != most_rounds; ++round) {
+      if (!take_some() || !more_comes()) break;
     }
     records_->settle();
   }
@@ -114,6 +127,11 @@ directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) 
   auto reader = std::make_unique<directory_reader>();
   error = reader->open(to_native(path).c_str()) ? 0 : from_errno(errno);
   return error == 0 ? reader.release() : nullptr;
+}
+
+bool create_read_event(directory_reader* reader, std::uint32_t& error) noexcept {
+  error = reader->create_event() ? 0 : from_errno(errno);
+  return error == 0;
 }
 
 bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,

@@ -16,6 +16,8 @@ static_assert(offsetof(change_record, action) == offsetof(FILE_NOTIFY_INFORMATIO
 static_assert(offsetof(change_record, name_bytes) ==
               offsetof(FILE_NOTIFY_INFORMATION, FileNameLength));
 
+static_assert(most_readers + 1 == MAXIMUM_WAIT_OBJECTS, "the stop event is waited for too");
+
 class directory_reader {
  public:
   directory_reader() = default;
@@ -50,11 +52,14 @@ directory_reader* os::open_directory(const wchar_t* path, std::uint32_t& error) 
   reader->folder = CreateFileW(
       long_path(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
-  if (reader->folder != INVALID_HANDLE_VALUE) {
-    reader->event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  }
-  error = reader->event != nullptr ? 0 : GetLastError();
+  error = reader->folder != INVALID_HANDLE_VALUE ? 0 : GetLastError();
   return error == 0 ? reader.release() : nullptr;
+}
+
+bool create_read_event(directory_reader* reader, std::uint32_t& error) noexcept {
+  reader->event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  error = reader->event != nullptr ? 0 : GetLastError();
+  return error == 0;
 }
 
 bool os::start_reading(directory_reader* reader, void* buffer, std::uint32_t size,
@@ -73,7 +78,7 @@ void close_directory(directory_reader* reader) noexcept {
 
 std::size_t wait_for_changes(directory_reader* const* readers, std::size_t count,
                              void* stop_event) noexcept {
-  if (count >= MAXIMUM_WAIT_OBJECTS) return no_reader;
+  if (count > most_readers) return no_reader;
   HANDLE handles[MAXIMUM_WAIT_OBJECTS];
   for (std::size_t i = 0; i != count; ++i) handles[i] = readers[i]->event;
   handles[count] = stop_event;
