@@ -137,7 +137,7 @@ void Cloud::serve_upload(const httplib::Request& request, httplib::Response& res
   write(response, {{"bytes", bytes}, {"crc32", sum.text()}});
 }
 
-bool Cloud::apply(const Fault& fault, const std::string& body, httplib::Response& response) {
+bool Cloud::apply(const TakenFault& fault, const std::string& body, httplib::Response& response) {
   if (fault.kind == "stall") {
     faults_.stall(fault);
     return false;

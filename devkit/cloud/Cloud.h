@@ -58,7 +58,7 @@ class Cloud {
                     const httplib::ContentReader& reader);
   void serve_admin();
   /// True if the fault has made the answer; false if the right one is still due.
-  bool apply(const Fault& fault, const std::string& body, httplib::Response& response);
+  bool apply(const TakenFault& fault, const std::string& body, httplib::Response& response);
   void remember(nlohmann::json entry, const httplib::Request& request);
 
   FaultTable faults_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <limits>
 #include <stdexcept>
 
 namespace devkit {
@@ -12,6 +13,18 @@ namespace {
 constexpr std::array<const char*, 5> kinds = {"error", "stall", "rubbish", "http", "close"};
 constexpr std::size_t huge_size = 16 * 1024 * 1024;
 constexpr std::size_t depth = 100000;
+
+/// Null if there is none. Asked for its sign and size, which the library would cut away unsaid.
+std::optional<std::uint32_t> number(const nlohmann::json& json, const char* name) {
+  const auto found = json.find(name);
+  if (found == json.end()) return std::nullopt;
+  constexpr std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
+  if (found->is_number_integer() && *found >= 0 && *found <= most)
+    return found->get<std::uint32_t>();
+  throw std::invalid_argument("\"" + std::string(name) +
+                              "\" of a fault is a whole number from 0 to " + std::to_string(most) +
+                              ", not " + found->dump());
+}
 
 }  // namespace
 
@@ -26,17 +39,18 @@ bool FaultSelection::has(const Fault& fault) const {
 }
 
 Fault fault_from_json(const nlohmann::json& json) {
+  if (!json.is_object()) throw std::invalid_argument("a fault is a JSON object");
   Fault fault;
   try {
     fault.service = json.value("service", fault.service);
     fault.method = json.value("method", fault.method);
     fault.kind = json.at("kind").get<std::string>();
-    if (json.contains("count")) fault.count = json["count"].get<std::uint32_t>();
+    fault.count = number(json, "count");
     if (json.contains("error")) fault.error = json["error"];
     fault.code = json.value("code", fault.code);
     fault.message = json.value("message", fault.message);
     if (json.contains("data")) fault.data = json["data"];
-    fault.milliseconds = json.value("milliseconds", fault.milliseconds);
+    fault.milliseconds = number(json, "milliseconds").value_or(fault.milliseconds);
     fault.what = json.value("what", fault.what);
     fault.status = json.value("status", fault.status);
   } catch (const nlohmann::json::exception& wrong) {
@@ -91,7 +105,10 @@ void FaultTable::add(Fault fault) {
 
 std::size_t FaultTable::clear(const FaultSelection& selection) {
   const std::lock_guard guard(mutex_);
-  for (Stall& stall : stalls_) stall.cleared = stall.cleared || selection.has(stall.fault);
+  for (const auto& [fault, is_cleared] : stalls_) {
+    const auto flag = is_cleared.lock();
+    if (flag && selection.has(fault)) *flag = true;
+  }
   changed_.notify_all();
   return std::erase_if(faults_, [&](const Fault& fault) { return selection.has(fault); });
 }
@@ -101,23 +118,23 @@ std::vector<Fault> FaultTable::list() const {
   return faults_;
 }
 
-std::optional<Fault> FaultTable::take(const std::string& service, const std::string& method) {
+std::optional<TakenFault> FaultTable::take(const std::string& service, const std::string& method) {
   const std::lock_guard guard(mutex_);
   const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& fault) {
     return fault.concerns(service, method) && fault.count != 0u;
   });
   if (found == faults_.end()) return std::nullopt;
-  Fault fault = *found;
+  TakenFault fault(*found);
+  std::erase_if(stalls_, [](const auto& stall) { return stall.second.expired(); });
+  if (fault.kind == "stall") stalls_.emplace_back(fault, fault.cleared_);
   if (found->count && --*found->count == 0) faults_.erase(found);
   return fault;
 }
 
-void FaultTable::stall(const Fault& fault) {
+void FaultTable::stall(const TakenFault& fault) {
   std::unique_lock lock(mutex_);
-  const auto own = stalls_.insert(stalls_.end(), Stall{fault});
   changed_.wait_for(lock, std::chrono::milliseconds(fault.milliseconds),
-                    [&] { return released_ || own->cleared; });
-  stalls_.erase(own);
+                    [&] { return released_ || *fault.cleared_; });
 }
 
 void FaultTable::release() {

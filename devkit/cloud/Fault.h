@@ -2,11 +2,12 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <list>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace devkit {
@@ -37,6 +38,16 @@ struct Fault {
   bool concerns(const std::string& a_service, const std::string& a_method) const;
 };
 
+/// A fault that befalls a request. Of a stall the table remembers it from here on, so that a
+/// clearing counts for it even before the request comes to wait.
+struct TakenFault : Fault {
+  explicit TakenFault(const Fault& fault) : Fault(fault) {}
+
+ private:
+  friend class FaultTable;
+  std::shared_ptr<bool> cleared_ = std::make_shared<bool>(false);
+};
+
 /// Which faults are meant: those set for exactly this service and this method, where one is given.
 struct FaultSelection {
   std::optional<std::string> service;
@@ -62,10 +73,10 @@ class FaultTable {
   std::size_t clear(const FaultSelection& selection = {});
   std::vector<Fault> list() const;
   /// The oldest fault that concerns the request, counted down.
-  std::optional<Fault> take(const std::string& service, const std::string& method);
+  std::optional<TakenFault> take(const std::string& service, const std::string& method);
 
-  /// Waits for the fault's time; ends early when it is cleared or `release` is called.
-  void stall(const Fault& fault);
+  /// Waits for the fault's time; ends early when it was or is cleared, or `release` is called.
+  void stall(const TakenFault& fault);
   /// Ends all stalls, present and future.
   void release();
 
@@ -73,12 +84,8 @@ class FaultTable {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Fault> faults_;
-  /// The stalls that are under way, each until it is cleared.
-  struct Stall {
-    const Fault& fault;
-    bool cleared = false;
-  };
-  std::list<Stall> stalls_;
+  /// The stalls that were taken; of those that are over nothing is left to clear.
+  std::vector<std::pair<Fault, std::weak_ptr<bool>>> stalls_;
   bool released_ = false;
 };
 

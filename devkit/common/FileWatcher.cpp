@@ -1,8 +1,10 @@
 #include "devkit/common/FileWatcher.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <exception>
 #include <fstream>
-#include <iterator>
 
 namespace devkit {
 
@@ -12,14 +14,30 @@ constexpr std::chrono::milliseconds pause(25);
 
 }  // namespace
 
-std::optional<std::string> read_file(const std::filesystem::path& path) {
+std::optional<std::string> read_file(const std::filesystem::path& path, std::error_code& reason) {
+  reason.clear();
+  errno = 0;
   std::ifstream file(path, std::ios::binary);
+  if (file.is_open()) {
+    // By the stream's own operation: an iterator over its buffer would throw what the stream turns
+    // into a state, and a folder, which opens like a file on some systems, fails only here.
+    std::string content;
+    char part[16384];
+    while (file.read(part, sizeof part) || file.gcount() > 0)
+      content.append(part, static_cast<std::size_t>(file.gcount()));
+    if (!file.bad()) return content;
+  }
+  const int error = errno != 0 ? errno : EIO;
   std::error_code ignored;
-  // A folder opens like a file on some systems, and fails only when it is read.
-  if (!file.is_open() || std::filesystem::is_directory(path, ignored)) return std::nullopt;
-  std::string content{std::istreambuf_iterator<char>(file), {}};
-  if (file.bad()) return std::nullopt;
-  return content;
+  reason = std::filesystem::is_directory(path, ignored)
+               ? std::make_error_code(std::errc::is_a_directory)
+               : std::error_code(error, std::generic_category());
+  return std::nullopt;
+}
+
+std::optional<std::string> read_file(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return read_file(path, ignored);
 }
 
 FileWatcher::FileWatcher(std::filesystem::path path, std::optional<std::string> known,
@@ -44,6 +62,19 @@ bool FileWatcher::stop() {
   return true;
 }
 
+// What is called may be another module's, and an exception that left this thread would end the
+// process.
+void FileWatcher::tell() noexcept {
+  try {
+    changed_(known_);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "an observer of a file's changes threw: %s. The watching goes on.\n",
+                 error.what());
+  } catch (...) {
+    std::fprintf(stderr, "an observer of a file's changes threw. The watching goes on.\n");
+  }
+}
+
 void FileWatcher::run() {
   std::optional<std::string> last = known_;
   std::unique_lock lock(mutex_);
@@ -54,7 +85,7 @@ void FileWatcher::run() {
     last = content;
     if (settled && content != known_) {
       known_ = std::move(content);
-      changed_(known_);
+      tell();
     }
     lock.lock();
   }

@@ -6,11 +6,13 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace devkit {
 
-/// A file's bytes; null if there is no such file, or if it can't be read.
+/// A file's bytes; null, and the reason, if there is no such file or it can't be read.
+std::optional<std::string> read_file(const std::filesystem::path& path, std::error_code& reason);
 std::optional<std::string> read_file(const std::filesystem::path& path);
 
 /// Watches one small file by reading it again and again: that works on every file system, and a
@@ -21,8 +23,8 @@ class FileWatcher {
   /// Null: the file went away.
   using Changed = std::function<void(const std::optional<std::string>& content)>;
 
-  /// Calls `changed` on a thread of its own whenever the content differs from the last one, at
-  /// first from `known`.
+  /// Its own thread calls `changed` whenever the content differs from the last one, at first from
+  /// `known`. What that throws is told about on standard error; the watching goes on.
   FileWatcher(std::filesystem::path path, std::optional<std::string> known, Changed changed);
   FileWatcher(const FileWatcher&) = delete;
   FileWatcher& operator=(const FileWatcher&) = delete;
@@ -35,6 +37,7 @@ class FileWatcher {
 
  private:
   void run();
+  void tell() noexcept;
 
   const std::filesystem::path path_;
   std::optional<std::string> known_;  ///< the thread's alone

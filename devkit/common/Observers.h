@@ -36,7 +36,8 @@ class Observers {
   }
 
   /// Calls `call(observer)` for each that is there when its turn comes, but for those added
-  /// meanwhile.
+  /// meanwhile. What one throws comes out of here, and the rest aren't called; all may be removed
+  /// then as ever.
   template <class Call>
   void notify(const Call& call) {
     std::unique_lock lock(mutex_);
@@ -50,14 +51,8 @@ class Observers {
       if (next == entries_.end()) return;
       from = next->number + 1;
       Observer* const observer = next->observer;
-      running_ = observer;
-      running_on_ = std::this_thread::get_id();
-      lock.unlock();
+      const Turn turn(*this, lock, observer);
       call(*observer);
-      lock.lock();
-      running_ = nullptr;
-      running_on_ = {};
-      ended_.notify_all();
     }
   }
 
@@ -66,6 +61,30 @@ class Observers {
     Observer* observer;
     std::uint64_t context;
     std::uint64_t number;
+  };
+
+  /// The time of one call: without the lock, and over for those who wait for it even if the call
+  /// throws.
+  class Turn {
+   public:
+    Turn(Observers& all, std::unique_lock<std::mutex>& lock, const Observer* observer)
+        : all_(all), lock_(lock) {
+      all_.running_ = observer;
+      all_.running_on_ = std::this_thread::get_id();
+      lock_.unlock();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+      lock_.lock();
+      all_.running_ = nullptr;
+      all_.running_on_ = {};
+      all_.ended_.notify_all();
+    }
+
+   private:
+    Observers& all_;
+    std::unique_lock<std::mutex>& lock_;
   };
 
   auto find(const Observer* observer) {

@@ -17,9 +17,17 @@ bool read_number(std::string_view text, std::uint32_t& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+std::string listed(std::initializer_list<const char*> names) {
+  std::string text;
+  for (const char* const name : names) text += std::string(text.empty() ? " " : ", ") + name;
+  return text;
+}
+
 }  // namespace
 
-std::uint32_t failure_on_demand(const char* variable, const char* operation, const char* usual) {
+std::uint32_t failure_on_demand(const char* variable, const char* operation,
+                                std::initializer_list<const char*> known) {
+  const char* const usual = *known.begin();
   const std::string wishes = os::environment(variable).value_or("");
   std::string_view rest = wishes;
   while (!rest.empty()) {
@@ -32,6 +40,9 @@ std::uint32_t failure_on_demand(const char* variable, const char* operation, con
     if (!read_number(text, number)) {
       std::fprintf(stderr, "%s: \"%s\" is no wish to fail; write a number, or %s:number.\n",
                    variable, std::string(wish).c_str(), usual);
+    } else if (std::find(known.begin(), known.end(), name) == known.end()) {
+      std::fprintf(stderr, "%s: \"%s\" names nothing that can fail; there are%s.\n", variable,
+                   std::string(wish).c_str(), listed(known).c_str());
     } else if (name == operation) {
       return number;
     }

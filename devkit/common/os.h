@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 /// What the kit asks of the operating system. All texts are UTF-8. Failures throw std::system_error
@@ -32,8 +33,30 @@ bool prepare_terminal();
 void own_port_alone(std::intptr_t socket);
 
 /// Adds `text` to the end of the file, which is made if there is none. It stays in one piece,
-/// however many processes add to the file at the time.
+/// however many processes add to the file at the time; what can't be written whole isn't there at
+/// all.
 void append_to_file(const std::filesystem::path& path, std::string_view text);
+
+/// Whether a file couldn't be replaced because somebody has it open for the moment.
+bool is_held_up(const std::error_code& error);
+
+/// The lock by which the module's processes exclude each other, for who won't wait for it, nor be
+/// the one who creates its file. Without that file there is nothing to exclude, and it is had at
+/// once.
+class FileLock {
+ public:
+  explicit FileLock(const std::filesystem::path& path);
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+  /// Lets go of it.
+  ~FileLock();
+
+  /// False while somebody else has it.
+  bool try_lock();
+
+ private:
+  std::intptr_t file_;
+};
 
 /// The file name of a library: "log" is "log.dll" on Windows and "log.so" on Linux.
 std::string library_name(std::string_view stem);

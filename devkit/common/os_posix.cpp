@@ -3,6 +3,7 @@
 #include <spawn.h>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -98,10 +99,12 @@ void own_port_alone(std::intptr_t socket) {
 
 void append_to_file(const std::filesystem::path& path, std::string_view text) {
   const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-  if (file < 0) fail(errno, "open");
+  if (file < 0) fail(errno, path.string() + " can't be opened for writing");
   // For a text that takes more than one write; the lock goes with the file's closing.
   int error = 0;
   while (flock(file, LOCK_EX) != 0 && error == 0) error = errno == EINTR ? 0 : errno;
+  struct stat before = {};
+  const bool can_be_cut = error == 0 && fstat(file, &before) == 0 && S_ISREG(before.st_mode);
   while (error == 0 && !text.empty()) {
     const ssize_t count = write(file, text.data(), text.size());
     if (count >= 0) {
@@ -110,8 +113,29 @@ void append_to_file(const std::filesystem::path& path, std::string_view text) {
       error = errno;
     }
   }
+  // Part of a line would spoil the one that follows it.
+  if (error != 0 && can_be_cut && ftruncate(file, before.st_size) != 0) error = errno;
   close(file);
-  if (error != 0) fail(error, "write");
+  if (error != 0) fail(error, path.string() + " can't be written");
+}
+
+bool is_held_up(const std::error_code&) {
+  return false;
+}
+
+FileLock::FileLock(const std::filesystem::path& path)
+    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (file_ < 0 && errno != ENOENT) fail(errno, path.string() + " can't be opened");
+}
+
+FileLock::~FileLock() {
+  if (file_ >= 0) close(static_cast<int>(file_));
+}
+
+bool FileLock::try_lock() {
+  if (file_ < 0 || flock(static_cast<int>(file_), LOCK_EX | LOCK_NB) == 0) return true;
+  if (errno == EWOULDBLOCK || errno == EINTR) return false;
+  fail(errno, "flock");
 }
 
 std::string library_name(std::string_view stem) {

@@ -127,23 +127,63 @@ void own_port_alone(std::intptr_t socket) {
 }
 
 void append_to_file(const std::filesystem::path& path, std::string_view text) {
-  // Reading is asked for because locking wants more than the right to append.
-  const HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA | GENERIC_READ,
+  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                   OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) fail("CreateFile");
+  if (file == INVALID_HANDLE_VALUE) fail(to_utf8(path.wstring()) + " can't be opened for writing");
   // A byte far behind any text: what is locked here can't be read by others.
   OVERLAPPED range = {};
   range.OffsetHigh = 0x7FFFFFFF;
   DWORD count = 0;
-  const bool added = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range) &&
-                     WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
+  const LARGE_INTEGER nowhere = {};
+  LARGE_INTEGER end = {};
+  // The end is looked for under the lock, since others move it.
+  const bool can_add = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range) &&
+                       SetFilePointerEx(file, nowhere, &end, FILE_END);
+  const bool added =
+      can_add && WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &count, nullptr);
   const DWORD error = GetLastError();
+  // Part of a line would spoil the one that follows it.
+  if (can_add && count != text.size()) {
+    SetFilePointerEx(file, end, nullptr, FILE_BEGIN);
+    SetEndOfFile(file);
+  }
   UnlockFileEx(file, 0, 1, 0, &range);
   CloseHandle(file);
   if (added && count == text.size()) return;
   SetLastError(added ? ERROR_HANDLE_DISK_FULL : error);
-  fail("WriteFile");
+  fail(to_utf8(path.wstring()) + " can't be written");
+}
+
+bool is_held_up(const std::error_code& error) {
+  // What somebody has open can't be replaced, for which there is more than one number.
+  return error.value() == ERROR_SHARING_VIOLATION || error.value() == ERROR_ACCESS_DENIED ||
+         error == std::errc::permission_denied;
+}
+
+FileLock::FileLock(const std::filesystem::path& path)
+    : file_(as_number(CreateFileW(path.c_str(), GENERIC_READ,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr))) {
+  if (as_handle(file_) != INVALID_HANDLE_VALUE) return;
+  const DWORD error = GetLastError();
+  if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND)
+    fail(to_utf8(path.wstring()) + " can't be opened");
+}
+
+FileLock::~FileLock() {
+  if (as_handle(file_) != INVALID_HANDLE_VALUE) CloseHandle(as_handle(file_));
+}
+
+bool FileLock::try_lock() {
+  OVERLAPPED first_byte = {};
+  if (as_handle(file_) == INVALID_HANDLE_VALUE ||
+      LockFileEx(as_handle(file_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
+                 &first_byte)) {
+    return true;
+  }
+  if (GetLastError() == ERROR_LOCK_VIOLATION || GetLastError() == ERROR_IO_PENDING) return false;
+  fail("LockFileEx");
 }
 
 std::string library_name(std::string_view stem) {

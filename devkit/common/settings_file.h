@@ -5,9 +5,9 @@
 
 namespace devkit {
 
-/// The JSON object in a stand-in's settings file; an empty object if there is no such file. A file
-/// that can't be read as an object is told about on standard error, once for each reading, and
-/// counts as empty: a stand-in has no other way to complain.
+/// The JSON object in a stand-in's settings file; an empty object if there is no such file. One
+/// that holds anything else is told about on standard error, once for each reading, and counts as
+/// empty: a stand-in has no other way to complain.
 nlohmann::json read_settings(const std::filesystem::path& path);
 
 }  // namespace devkit

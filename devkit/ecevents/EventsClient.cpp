@@ -16,7 +16,8 @@ namespace {
 constexpr std::uint32_t write_fault = 29;
 
 std::uint32_t failure_of(const char* operation) {
-  return failure_on_demand("SPLICE_EVENTS_FAIL", operation, "post");
+  return failure_on_demand("SPLICE_EVENTS_FAIL", operation,
+                           {"post", "ZvCreateObject", "Init", "Start", "QueryInterface"});
 }
 
 std::filesystem::path events_file() {
@@ -27,9 +28,14 @@ std::filesystem::path events_file() {
 }  // namespace
 
 void* EventsClient::QueryInterface(const IID& id) {
-  if (id == IID_ECEventsClient) return static_cast<IECEventsClient*>(this);
+  if (id == IID_ECEventsClient)
+    return failure_of("QueryInterface") == 0 ? static_cast<IECEventsClient*>(this) : nullptr;
   if (id == IID_IServPlugin || id == IID_IZvBaseInterface) return static_cast<IServPlugin*>(this);
   return nullptr;
+}
+
+std::uint32_t EventsClient::creation_failure() const {
+  return failure_of("ZvCreateObject");
 }
 
 std::uint32_t EventsClient::Init(IServMain*) {
@@ -49,15 +55,14 @@ void* EventsClient::scalar_deleting_destructor(std::uint32_t flags) {
 
 std::uint32_t EventsClient::post(ECEvent* event, bool, std::uint64_t) {
   if (event == nullptr) return win_error::invalid_parameter;
-  if (const std::uint32_t failure = failure_of("post"); failure != 0) return failure;
   try {
+    if (const std::uint32_t failure = failure_of("post"); failure != 0) return failure;
     os::append_to_file(events_file(), event_line(*reinterpret_cast<const PostedEvent*>(event)));
     return win_error::success;
   } catch (const std::exception& error) {
-    std::fprintf(stderr,
-                 "ecevents: an event is lost, %s can't be written (%s); name another file by "
-                 "SPLICE_EVENTS.\n",
-                 path_text(events_file()).c_str(), error.what());
+    // The reason names the file.
+    std::fprintf(stderr, "ecevents: an event is lost: %s; name another file by SPLICE_EVENTS.\n",
+                 error.what());
     return write_fault;
   }
 }

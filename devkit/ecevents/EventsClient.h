@@ -6,13 +6,17 @@
 namespace devkit {
 
 /// The plug-in "eceventsclient": each event becomes one line of JSON at the end of a file, that of
-/// the environment's SPLICE_EVENTS or ecevents.jsonl beside the library. Any number of threads and
-/// processes may post to one file.
+/// the environment's SPLICE_EVENTS or ecevents.jsonl where this library lies. Threads and processes
+/// may post to one file, however many.
 ///
 /// SPLICE_EVENTS_FAIL lets it fail: a number is what `post` answers from then on, without writing;
-/// "Init:number" and "Start:number" mean those operations.
+/// "ZvCreateObject:number", "Init:number" and "Start:number" mean those operations, and
+/// "QueryInterface:number", with any number but 0, has the plug-in lack the client's interface.
 class EventsClient final : public IServPlugin, public IECEventsClient {
  public:
+  /// What ZvCreateObject is to answer in place of this object.
+  std::uint32_t creation_failure() const;
+
   void* QueryInterface(const IID& id) override;
   std::uint32_t Init(IServMain* host) override;
   std::uint32_t UnInit() override;

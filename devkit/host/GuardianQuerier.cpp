@@ -1,5 +1,7 @@
 #include "devkit/host/GuardianQuerier.h"
 
+#include "devkit/host/host_failure.h"
+
 namespace devkit {
 
 GuardianQuerier::GuardianQuerier(std::filesystem::path path)
@@ -20,7 +22,7 @@ void GuardianQuerier::get_settings(zv::StringT<char>& settings) {
 
 bool GuardianQuerier::add_observer(ICloudGuardianSettingsObserver* observer,
                                    std::uint64_t context) {
-  return observers_.add(observer, context);
+  return host_failure("add_observer") == 0 && observers_.add(observer, context);
 }
 
 bool GuardianQuerier::remove_observer(ICloudGuardianSettingsObserver* observer,

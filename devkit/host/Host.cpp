@@ -1,9 +1,9 @@
 #include "devkit/host/Host.h"
 
 #include "_base/win_error.h"
-#include "devkit/common/failure_on_demand.h"
 #include "devkit/common/text.h"
 #include "devkit/host/SerialQueue.h"
+#include "devkit/host/host_failure.h"
 #include "devkit/zvnc/status.h"
 
 namespace devkit {
@@ -12,7 +12,6 @@ namespace {
 
 constexpr const wchar_t* plugin_name = L"cloud_requests";
 constexpr std::wstring_view querier_name = L"cloud_guardian_querier";
-constexpr const char* wishes_to_fail = "SPLICE_HOST_FAIL";
 /// Where the observers' table stands in the object behind ICloudRequests.
 constexpr std::ptrdiff_t observable_offset = 32;
 
@@ -172,11 +171,11 @@ zv::iobservable<cloud::ICloudConnectionObserver*>& Host::observable() {
 
 void Host::not_called_0() {}
 IServPluginManager* Host::get_plugin_manager() {
-  return this;
+  return host_failure("get_plugin_manager") == 0 ? this : nullptr;
 }
 void Host::not_called_2() {}
 IExecutionService* Host::get_execution_service() {
-  return this;
+  return host_failure("get_execution_service") == 0 ? this : nullptr;
 }
 
 std::uint32_t Host::get_plugin(const wchar_t* name, const IID& id, void** out) {
@@ -199,7 +198,7 @@ std::uint32_t Host::get_plugin(const wchar_t* name, const IID& id, void** out) {
 }
 
 std::uint32_t Host::get_querier(const IID& id, void** out) {
-  const std::uint32_t failure = failure_on_demand(wishes_to_fail, "querier", "querier");
+  const std::uint32_t failure = host_failure("querier");
   if (failure != win_error::success) return failure;
   *out = querier_.QueryInterface(id);
   return *out != nullptr ? win_error::success : win_error::not_found;
@@ -240,7 +239,7 @@ void Host::end_plugin(const wchar_t* name, IServPlugin* plugin) {
 
 std::uint32_t Host::make_serial_execution(ISerialExecution** handle) {
   if (handle == nullptr) return win_error::invalid_parameter;
-  const std::uint32_t failure = failure_on_demand(wishes_to_fail, "execution", "querier");
+  const std::uint32_t failure = host_failure("execution");
   if (failure != win_error::success) return failure;
   *handle = new SerialQueue;
   return win_error::success;

@@ -55,7 +55,10 @@ struct ConnectCall {
 /// Its plug-in manager has the module's plug-ins and one of its own, "cloud_guardian_querier", fed
 /// from the file that the environment's SPLICE_GUARDIAN_CONFIG names, or guardian_config.json in
 /// the module's folder. SPLICE_HOST_FAIL lets it fail: "querier:number" is what the request for
-/// that plug-in answers, "execution:number" what the request for a serial queue does.
+/// that plug-in answers, "execution:number" what the request for a serial queue does, and
+/// "enqueue_task:number" what such a queue does with each task. With any number but 0,
+/// "get_plugin_manager" and "get_execution_service" give null, and the querier's "add_observer"
+/// false.
 class Host final : private IServMain, private IServPluginManager, private IExecutionService {
  public:
   /// Loads the module from its file; the client library is taken from the module's folder if it is

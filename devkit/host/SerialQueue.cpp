@@ -1,6 +1,7 @@
 #include "devkit/host/SerialQueue.h"
 
 #include "_base/win_error.h"
+#include "devkit/host/host_failure.h"
 
 namespace devkit {
 
@@ -19,6 +20,7 @@ SerialQueue::~SerialQueue() {
 std::uint32_t SerialQueue::enqueue_task(const wchar_t*, std::uint64_t, EqWorkItem* task,
                                         std::uint64_t, std::uint64_t, std::uint64_t) {
   if (task == nullptr) return win_error::invalid_parameter;
+  if (const std::uint32_t failure = host_failure("enqueue_task")) return failure;
   const std::lock_guard guard(mutex_);
   tasks_.push_back(task);
   changed_.notify_all();

@@ -3,7 +3,10 @@
 namespace devkit {
 
 void* AppClient::QueryInterface(const IID& id) {
-  if (id == proxy_msgbus::IID_iclient_app) return static_cast<proxy_msgbus::iclient_app*>(this);
+  if (id == proxy_msgbus::IID_iclient_app) {
+    const bool lacks_it = settings().failure("QueryInterface") != 0;
+    return lacks_it ? nullptr : static_cast<proxy_msgbus::iclient_app*>(this);
+  }
   if (id == IID_IServPlugin || id == IID_IZvBaseInterface) return static_cast<IServPlugin*>(this);
   return nullptr;
 }

@@ -3,7 +3,10 @@
 namespace devkit {
 
 void* CoreClient::QueryInterface(const IID& id) {
-  if (id == proxy_msgbus::IID_iclient_core) return static_cast<proxy_msgbus::iclient_core*>(this);
+  if (id == proxy_msgbus::IID_iclient_core) {
+    const bool lacks_it = settings().failure("QueryInterface") != 0;
+    return lacks_it ? nullptr : static_cast<proxy_msgbus::iclient_core*>(this);
+  }
   if (id == IID_IServPlugin || id == IID_IZvBaseInterface) return static_cast<IServPlugin*>(this);
   return nullptr;
 }

@@ -10,10 +10,14 @@
 namespace devkit {
 
 /// What both proxy clients have in common: the life of a plug-in, and those of their operations
-/// that are the same. Each operation that has a status answers with another one on demand.
+/// that are the same. Each operation that can fail does so on demand: with the status that is
+/// wished for, or with false or null.
 template <class Interface, class Observer>
 class ProxyClient : public IServPlugin, public Interface {
  public:
+  /// What ZvCreateObject is to answer in place of this object.
+  std::uint32_t creation_failure() const { return settings().failure("ZvCreateObject"); }
+
   std::uint32_t Init(IServMain*) override { return file_.settings().failure("Init"); }
   std::uint32_t UnInit() override { return win_error::success; }
   std::uint32_t Start() override { return file_.settings().failure("Start"); }
@@ -24,6 +28,7 @@ class ProxyClient : public IServPlugin, public Interface {
     return file_.observers().add(observer, context);
   }
   bool remove_observer(Observer* observer, std::uint64_t context) override {
+    if (file_.settings().failure("remove_observer") != 0) return false;
     return file_.observers().remove(observer, context);
   }
   /// 87 without a channel.

@@ -14,9 +14,11 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::array<const char*, 7> operations = {
-    "Init",           "Start",    "add_observer", "initialize_communication", "get_enabled_state",
-    "get_proxy_type", "get_proxy"};
+constexpr std::array<const char*, 10> operations = {
+    "ZvCreateObject",   "Init",           "Start",
+    "QueryInterface",   "add_observer",   "remove_observer",
+    "get_proxy",        "get_proxy_type", "initialize_communication",
+    "get_enabled_state"};
 
 bool is_operation(const std::string& name) {
   return std::any_of(operations.begin(), operations.end(),

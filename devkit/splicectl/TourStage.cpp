@@ -13,9 +13,11 @@ using nlohmann::json;
 
 TourStage::TourStage(const std::filesystem::path& module, bool is_terminal)
     : is_terminal_(is_terminal), folder_(module) {
-  // The tour's folder has all its files, whatever the reader's environment says.
-  os::set_environment("SPLICE_GUARDIAN_CONFIG", std::nullopt);
-  os::set_environment("SPLICE_EVENTS", std::nullopt);
+  // The tour's folder has all its files, and nothing fails but what the tour lets fail, whatever
+  // the reader's environment says.
+  for (const char* const name :
+       {"SPLICE_GUARDIAN_CONFIG", "SPLICE_EVENTS", "SPLICE_EVENTS_FAIL", "SPLICE_HOST_FAIL"})
+    os::set_environment(name, std::nullopt);
   os::set_environment("SPLICE_PROXY", path_text(folder_.proxy_file()));
   read_as(folder_.module());
 }
@@ -50,6 +52,8 @@ bool TourStage::wait_for(const std::function<bool()>& condition) {
 
 void TourStage::start_cloud() {
   start_cloud_on(0);
+  // Only here: later, with the host's threads running, nobody may change the environment.
+  os::set_environment("SPLICE_CLOUD", address_);
 }
 
 void TourStage::restart_cloud() {
@@ -66,7 +70,6 @@ void TourStage::start_cloud_on(std::uint16_t port) {
   address_ = ready["address"].get<std::string>();
   port_ = ready["port"].get<std::uint16_t>();
   seen_ = 0;
-  os::set_environment("SPLICE_CLOUD", address_);
   detail(address_ + ", process " + std::to_string(cloud_->id()));
 }
 

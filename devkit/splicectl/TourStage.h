@@ -32,6 +32,7 @@ class TourStage {
   /// False if the condition didn't come true in all patience.
   static bool wait_for(const std::function<bool()>& condition);
 
+  /// Before the host: it tells the environment where the cloud is.
   void start_cloud();
   /// On the port that it had.
   void restart_cloud();

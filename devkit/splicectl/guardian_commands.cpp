@@ -29,32 +29,37 @@ struct CircuitsOptions {
 };
 
 /// The circuits as they are now, as text or as a line of JSON.
-std::string render(const Command& command, const CircuitsOptions& options) {
-  const GuardianFiles files = read_guardian_files();
+std::string render(const GuardianFiles& files, const Command& command,
+                   const CircuitsOptions& options) {
   if (!files.circuits && options.service.empty()) {
     throw host_error("there are no circuits yet: no module has written " +
-                     path_text(files.services_path));
+                     path_text(files.services_path) +
+                     "; send something with \"splicectl request\"");
   }
   if (command.wants_json()) return circuits_json(files, options.service).dump() + "\n";
   return circuits_text(files, options.service, "");
 }
 
 /// On a terminal the table stays in its place; elsewhere what has changed follows the old.
-int watch(const Command& command, const CircuitsOptions& options) {
+int keep_showing(const Command& command, const CircuitsOptions& options) {
   os::Interrupt interrupt;
   const Limit limit(options.seconds);
+  GuardianFilesWatch watch;
   std::string shown;
   while (!limit.is_over()) {
-    std::string now;
+    std::string now = shown;
+    FILE* to = stdout;
     try {
-      now = render(command, options);
+      if (const GuardianFiles* const files = watch.now()) now = render(*files, command, options);
     } catch (const host_error& error) {
-      // What isn't there may come.
+      // What isn't there may come. A sentence is nothing for who reads JSON.
       now = std::string(error.what()) + "\n";
+      if (command.wants_json()) to = stderr;
     }
     if (now != shown) {
-      std::printf("%s%s", command.is_terminal ? clear_screen : "", now.c_str());
-      std::fflush(stdout);
+      std::fprintf(to, "%s%s", command.is_terminal && to == stdout ? clear_screen : "",
+                   now.c_str());
+      std::fflush(to);
       shown = now;
     }
     if (interrupt.wait_for(look_again_ms)) break;
@@ -81,8 +86,8 @@ void add_circuits(CLI::App& app, Command& command) {
       read_as(command.module_path(), options->elevated     ? std::optional(true)
                                      : options->unelevated ? std::optional(false)
                                                            : std::nullopt);
-      if (options->watch) return watch(command, *options);
-      std::printf("%s", render(command, *options).c_str());
+      if (options->watch) return keep_showing(command, *options);
+      std::printf("%s", render(read_guardian_files(), command, *options).c_str());
       return exit_code::ok;
     };
   });
@@ -96,13 +101,15 @@ json parsed_or_text(const std::string& text) {
 int show_config(const Command& command) {
   const GuardianFiles files = read_guardian_config();
   const json config = json(files.config);
-  const auto from_cloud = read_file(guardian_config_file(command.module_path()));
+  // To the module an empty file is none.
+  const std::string from_cloud =
+      read_file(guardian_config_file(command.module_path())).value_or("");
   if (command.wants_json()) {
     print(json{{"source", files.is_from_cloud ? "cache" : "packaged"},
                {"file", path_text(files.config_path)},
                {"config", config},
                {"cache_complaint", files.cache_complaint},
-               {"cloud", from_cloud ? parsed_or_text(*from_cloud) : json()}});
+               {"cloud", from_cloud.empty() ? json() : parsed_or_text(from_cloud)}});
     return exit_code::ok;
   }
   if (!files.cache_complaint.empty()) print_line(files.cache_complaint);
@@ -110,8 +117,8 @@ int show_config(const Command& command) {
                                              : "In force is the packaged configuration, ") +
              path_text(files.config_path));
   print_line(config.dump(2));
-  print_line(from_cloud ? "The cloud says now, to hosts that run or start:\n" + *from_cloud
-                        : std::string("The cloud says nothing now."));
+  print_line(from_cloud.empty() ? "The cloud says nothing now."
+                                : "The cloud says now, to hosts that run or start:\n" + from_cloud);
   return exit_code::ok;
 }
 
@@ -119,9 +126,11 @@ int show_config(const Command& command) {
 std::string config_text(const std::string& file_or_json) {
   const std::size_t first = file_or_json.find_first_not_of(" \t\r\n");
   if (first != std::string::npos && file_or_json[first] == '{') return file_or_json;
-  const auto content = read_file(to_path(file_or_json));
-  if (!content) throw host_error("there is no file " + file_or_json + ", and it is no JSON object");
-  return *content;
+  std::error_code reason;
+  const auto content = read_file(to_path(file_or_json), reason);
+  if (content) return *content;
+  throw host_error(file_or_json + " is no JSON object, nor a file that can be read (" +
+                   reason.message() + ")");
 }
 
 int set_config(const Command& command, const std::string& file_or_json) {

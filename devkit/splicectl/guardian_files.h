@@ -1,10 +1,15 @@
 #pragma once
 
+#include <array>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "guardian/guardian_config.h"
+#include "guardian/guardian_paths.h"
 #include "guardian/service_info.h"
 
 namespace devkit {
@@ -29,6 +34,39 @@ struct GuardianFiles {
 GuardianFiles read_guardian_files();
 /// The configuration alone, whatever the services file is like.
 GuardianFiles read_guardian_config();
+
+/// Where they are.
+struct GuardianPlaces {
+  guardian_paths paths;
+  std::filesystem::path packaged;
+  std::filesystem::path cache;
+  std::filesystem::path lock;
+  std::filesystem::path services;
+};
+
+/// The same files read again and again, for who stays and looks: the lock is asked for only when a
+/// file's time has changed, and never waited for.
+class GuardianFilesWatch {
+ public:
+  /// What the files said when last they could be read; null while another process has kept the lock
+  /// from the first. Throws host_error as read_guardian_files does. Valid until the next call.
+  const GuardianFiles* now();
+
+ private:
+  using Stamp = std::pair<std::filesystem::file_time_type, std::uintmax_t>;
+  using Stamps = std::array<Stamp, 3>;
+
+  void look_at_times();
+  void read();
+
+  std::optional<GuardianPlaces> places_;
+  std::optional<Stamps> stamps_;
+  std::chrono::steady_clock::time_point changed_;
+  bool is_stale_ = false;
+  bool is_settled_ = false;
+  std::optional<GuardianFiles> files_;
+  std::string complaint_;
+};
 
 /// The text's configuration; throws std::invalid_argument with a sentence if it isn't one.
 guardian_config parse_guardian_config(const std::string& text);

@@ -45,18 +45,20 @@ void replace_file(const std::filesystem::path& path, const std::string& content)
   std::error_code ignored;
   if (!file) {
     std::filesystem::remove(fresh, ignored);
-    throw std::runtime_error(path_text(path) + " can't be written");
+    throw std::runtime_error(path_text(fresh) +
+                             " can't be written; is there room, and may this user write there?");
   }
   std::error_code error;
   const auto end = std::chrono::steady_clock::now() + patience;
   for (;;) {
     std::filesystem::rename(fresh, path, error);
     if (!error) return;
-    if (std::chrono::steady_clock::now() > end) break;
+    if (!os::is_held_up(error) || std::chrono::steady_clock::now() > end) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   std::filesystem::remove(fresh, ignored);
-  throw std::system_error(error, path_text(path) + " can't be replaced");
+  throw std::runtime_error(path_text(path) + " can't be replaced (" + error.message() +
+                           "); is it a folder, or open in another program?");
 }
 
 }  // namespace devkit

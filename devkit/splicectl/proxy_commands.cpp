@@ -18,6 +18,8 @@ std::string in_words(const json& proxy, const std::filesystem::path& file) {
   if (proxy.is_null()) return "No proxy: there is no " + path_text(file);
   const std::string address =
       proxy["host"].get<std::string>() + ":" + std::to_string(proxy["port"].get<std::uint32_t>());
+  if (!proxy["enabled"].get<bool>() && proxy["host"].get<std::string>().empty())
+    return "No proxy: " + path_text(file) + " names none";
   if (!proxy["enabled"].get<bool>())
     return "No proxy: " + path_text(file) + " has " + address + " turned off";
   const std::string user = proxy["user"].get<std::string>();

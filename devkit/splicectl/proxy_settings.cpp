@@ -18,8 +18,12 @@ constexpr std::uint32_t usual_type = 1;
 
 /// The object in the file, an empty one without it.
 json read_object(const std::filesystem::path& file) {
-  const auto content = read_file(file);
-  if (!content) return json::object();
+  std::error_code reason;
+  const auto content = read_file(file, reason);
+  if (!content && reason == std::errc::no_such_file_or_directory) return json::object();
+  if (!content)
+    throw host_error(path_text(file) + " can't be read (" + reason.message() +
+                     "); name another with --file");
   try {
     read_proxy_settings(content);
     return json::parse(*content);
@@ -42,9 +46,9 @@ json read_proxy(const std::filesystem::path& file) {
   const json object = read_object(file);
   const std::string password = object.value("password", "");
   return {{"enabled", object.value("enabled", false)},
-          {"type", object.value("type", 0)},
+          {"type", object.value("type", std::uint32_t{0})},
           {"host", object.value("host", "")},
-          {"port", object.value("port", 0)},
+          {"port", object.value("port", std::uint32_t{0})},
           {"user", object.value("user", "")},
           {"has_password", !password.empty()},
           {"fail", object.value("fail", json::object())}};

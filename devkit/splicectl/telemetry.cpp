@@ -1,6 +1,9 @@
 #include "devkit/splicectl/telemetry.h"
 
-#include "devkit/common/FileWatcher.h"
+#include <fstream>
+#include <stdexcept>
+
+#include "devkit/common/text.h"
 
 namespace devkit {
 
@@ -9,7 +12,7 @@ namespace {
 using nlohmann::json;
 
 std::string text_of(const json& event, const char* pointer) {
-  const json value = event.value(json::json_pointer(pointer), json());
+  const json value = member(event, pointer);
   return value.is_string() ? value.get<std::string>() : value.is_null() ? "?" : value.dump();
 }
 
@@ -20,10 +23,10 @@ std::string throttling_text(const json& event) {
                      text_of(event, "/strings/process_name") + ")";
   if (!is_begin) {
     return text + "; refused meanwhile: " + text_of(event, "/integers/blocked_requests") +
-           ", outcomes of others: " + text_of(event, "/integers/allowed_requests");
+           ", outcomes meanwhile: " + text_of(event, "/integers/allowed_requests");
   }
   const char* before = "; failures: ";
-  for (const json& child : event.value("/child_lists/errors"_json_pointer, json::array())) {
+  for (const json& child : member(event, "/child_lists/errors")) {
     text += before + text_of(child, "/strings/method") + " " + text_of(child, "/strings/field") +
             " " + text_of(child, "/strings/value");
     before = ", ";
@@ -37,6 +40,11 @@ bool is_throttling(const json& event) {
 }
 
 }  // namespace
+
+json member(const json& event, const char* pointer) {
+  const json::json_pointer path(pointer);
+  return event.contains(path) ? event.at(path) : json();
+}
 
 std::string event_text(const json& event) {
   if (!event.is_object()) return "This line is no event: " + event.dump();
@@ -53,18 +61,38 @@ bool EventsFile::exists() const {
 }
 
 std::vector<std::string> EventsFile::next_lines() {
-  const std::string content = read_file(path_).value_or("");
-  if (content.size() < read_) read_ = 0;
+  const std::string content = rest();
   std::vector<std::string> lines;
-  std::size_t begin = static_cast<std::size_t>(read_);
+  std::size_t begin = 0;
   // A line without its end is still being written.
   for (std::size_t end = content.find('\n', begin); end != std::string::npos;
        end = content.find('\n', begin)) {
     lines.push_back(content.substr(begin, end - begin));
     begin = end + 1;
   }
-  read_ = begin;
+  read_ += begin;
   return lines;
+}
+
+std::string EventsFile::rest() {
+  if (!exists()) {
+    read_ = 0;
+    return {};
+  }
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path_, error);
+  if (!error && size < read_) read_ = 0;
+  if (!error && size == read_) return {};
+  std::ifstream file(path_, std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(read_));
+  if (error || !file) {
+    throw std::runtime_error(path_text(path_) + " can't be read; may this user, and is it a file?");
+  }
+  // What was added since its size was asked comes with the next call.
+  std::string content(static_cast<std::size_t>(size - read_), '\0');
+  file.read(content.data(), static_cast<std::streamsize>(content.size()));
+  content.resize(static_cast<std::size_t>(file.gcount()));
+  return content;
 }
 
 }  // namespace devkit

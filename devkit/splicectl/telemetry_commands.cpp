@@ -50,7 +50,8 @@ void add_telemetry_commands(CLI::App& app, Command& command) {
       const std::filesystem::path path = events_file(command.module_path());
       EventsFile file(path);
       if (!options->follow && !file.exists())
-        throw host_error("there are no events yet: nobody has written " + path_text(path));
+        throw host_error("there are no events yet: nobody has written " + path_text(path) +
+                         "; send something with \"splicectl request\" until a circuit opens");
       const Limit limit(options->follow ? options->seconds : 0);
       bool all_good = show(file, command.wants_json());
       while (options->follow && !limit.is_over() && !interrupt.wait_for(look_again_ms))

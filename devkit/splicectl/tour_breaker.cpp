@@ -152,18 +152,18 @@ void show_recovery(TourStage& stage) {
 
 void show_telemetry(TourStage& stage) {
   stage.step("What was reported meanwhile, by the telemetry.");
-  std::vector<std::string> reports;
+  std::vector<json> reports;
   bool has_failures = false;
   bool has_counts = false;
   for (const std::string& line : EventsFile(events_file(stage.folder().module())).next_lines()) {
     const json event = json::parse(line, nullptr, false);
     stage.detail(event_text(event));
-    if (!event.is_object() || event["strings"].value("service", "") != service) continue;
-    reports.push_back(event["strings"].value("throttling", ""));
-    has_failures = has_failures || event["child_lists"].value("errors", json::array()).size() == 2;
-    has_counts = has_counts || event["integers"].value("blocked_requests", 0) > 0;
+    if (member(event, "/strings/service") != service) continue;
+    reports.push_back(member(event, "/strings/throttling"));
+    has_failures = has_failures || member(event, "/child_lists/errors").size() == 2;
+    has_counts = has_counts || member(event, "/integers/blocked_requests") > 0;
   }
-  stage.expect(reports == std::vector<std::string>{"enabled", "disabled", "enabled", "disabled"},
+  stage.expect(reports == std::vector<json>{"enabled", "disabled", "enabled", "disabled"},
                "each beginning and each end of throttling is reported once");
   stage.expect(has_failures && has_counts,
                "the reports have the failures, and how many requests were refused");

@@ -10,8 +10,8 @@
 
 namespace zvnc {
 
-/// Who wants to hear that the cloud came up. Callbacks run without any lock of the library's, so
-/// they may add and remove, themselves included.
+/// Who asked to be told when the cloud comes up. Callbacks run without any lock of the library's,
+/// so they may add and remove, themselves included.
 class CloudUpCallbacks {
  public:
   void add(cirrel_cloud_up_callback callback, void* context);

@@ -57,6 +57,9 @@ class GuardianCommands : public testing::Test {
     EXPECT_EQ(ended.code, devkit::exit_code::ok) << ended.output;
     return json::parse(ended.output, nullptr, false);
   }
+  std::filesystem::path lock_file() const {
+    return kit_.path() / "settings" / "cloud" / "cloud_guardian_lock.lock";
+  }
   std::filesystem::path services_file() const {
     return devkit::to_path(circuits_json({"--service", "x"})["file"].get<std::string>());
   }
@@ -190,6 +193,53 @@ TEST_F(GuardianCommands, ShowEachChangeToAWatcher) {
   watcher.stop();
 }
 
+TEST_F(GuardianCommands, LeaveAWatcherFreeToEndWhileAnotherProcessHasTheLock) {
+  open_circuit("time");
+  devkit::os::FileLock lock(lock_file());
+  ASSERT_TRUE(std::filesystem::exists(lock_file()));
+  ASSERT_TRUE(lock.try_lock());
+  EXPECT_EQ(circuits({"--watch", "--for", "0.5"}).code, devkit::exit_code::ok);
+}
+
+TEST_F(GuardianCommands, ShowAWatcherAChangeThatAFileTimeHides) {
+  open_circuit("time");
+  const auto time = std::filesystem::last_write_time(services_file());
+  devkit::os::Process watcher(
+      splicectl(), {"circuits", "--watch", "--json", "--for", "60", "--module", module_text(kit_)});
+  ASSERT_NE(watcher.read_line().value_or("").find("\"time\""), std::string::npos);
+  std::ifstream file(services_file(), std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(file), {}};
+  file.close();
+  const std::size_t name = content.find("\"time\"");
+  ASSERT_NE(name, std::string::npos) << content;
+  write_services(content.replace(name, 6, "\"emit\""));
+  std::filesystem::last_write_time(services_file(), time);
+  std::string line;
+  do line = watcher.read_line().value_or("");
+  while (!line.empty() && line.find("\"emit\"") == std::string::npos);
+  EXPECT_FALSE(line.empty());
+  watcher.stop();
+}
+
+TEST_F(GuardianCommands, LeaveNoLockFileBehind) {
+  std::filesystem::create_directories(lock_file().parent_path());
+  circuits({});
+  circuits({"--watch", "--for", "0.2"});
+  config();
+  EXPECT_FALSE(std::filesystem::exists(lock_file()));
+}
+
+TEST_F(GuardianCommands, GiveAWatcherOfJsonNothingElse) {
+  EXPECT_EQ(circuits({"--watch", "--json", "--for", "0.5"}).output, "");
+}
+
+TEST_F(GuardianCommands, TakeAnEmptyConfigurationForNone) {
+  kit_.write("guardian_config.json", "");
+  EXPECT_TRUE(config()["cloud"].is_null());
+  const Ended told = command({"guardian", "config", "show", "--text"});
+  EXPECT_NE(told.output.find("The cloud says nothing now."), std::string::npos) << told.output;
+}
+
 TEST_F(GuardianCommands, ShowWhichConfigurationIsInForce) {
   EXPECT_EQ(config()["source"], "packaged");
   EXPECT_EQ(config()["config"]["circuit_config"]["threshold"], 5);
@@ -259,6 +309,20 @@ TEST_F(GuardianCommands, TellOfALineThatIsNoEvent) {
   const Ended shown = command({"telemetry", "--text"});
   EXPECT_EQ(shown.code, devkit::exit_code::cannot_start);
   EXPECT_NE(shown.output.find("other 2 {\"extra\":7}"), std::string::npos) << shown.output;
+}
+
+TEST_F(GuardianCommands, ShowEventsOfAnyShape) {
+  kit_.write("ecevents.jsonl",
+             R"({"name":"m_cloud_guardian_report","strings":[1]})"
+             "\n"
+             R"({"name":"m_cloud_guardian_report","child_lists":{"errors":[5,[1],null,{}]},)"
+             R"("strings":{"report_type":"throttling","throttling":"enabled","service":{}}})"
+             "\n");
+  const Ended shown = command({"telemetry", "--text"});
+  EXPECT_EQ(shown.code, devkit::exit_code::ok) << shown.output;
+  EXPECT_NE(shown.output.find("{}: requests are held back (?); failures: ? ? ?, ? ? ?"),
+            std::string::npos)
+      << shown.output;
 }
 
 }  // namespace

@@ -110,7 +110,9 @@ TEST_F(KitEvents, RefusesEventsOnDemand) {
 }
 
 TEST_F(KitEvents, AreNotToBeHadOnDemand) {
-  for (const auto& [wish, number] : {std::pair("Init:5", 5u), std::pair("post:7,Start:6", 6u)}) {
+  for (const auto& [wish, number] :
+       {std::pair("Init:5", 5u), std::pair("post:7,Start:6", 6u), std::pair("ZvCreateObject:8", 8u),
+        std::pair("QueryInterface:1", 31u)}) {
     const Variable failing("SPLICE_EVENTS_FAIL", wish);
     EXPECT_FALSE(load()) << wish;
     EXPECT_EQ(status, number) << wish;
@@ -126,6 +128,19 @@ TEST_F(KitEvents, SayWhichWishIsUnreadableAndGoOn) {
   EXPECT_EQ(client->post(&event, true, 0), 0u);
   const std::string said = testing::internal::GetCapturedStderr();
   EXPECT_NE(said.find("SPLICE_EVENTS_FAIL: \"often\""), std::string::npos) << said;
+}
+
+TEST_F(KitEvents, SayWhatCanFailToAWishThatNamesNothing) {
+  const auto client = load();
+  ASSERT_EQ(status, 0u);
+  const Variable failing("SPLICE_EVENTS_FAIL", "Psot:5");
+  ECEvent event;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(client->post(&event, true, 0), 0u);
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find("\"Psot:5\" names nothing that can fail; there are post, "),
+            std::string::npos)
+      << said;
 }
 
 TEST_F(KitEvents, SayThatTheyCannotBeWritten) {

@@ -69,19 +69,42 @@ TEST_F(KitFaults, ThatStallEndWhenTheyAreClearedAndNoOthersDo) {
     stall.milliseconds = 3600 * 1000;
     table.add(stall);
   }
-  const devkit::Fault time = *table.take("time", "");
-  const devkit::Fault other = *table.take("settings", "");
+  const devkit::TakenFault time = *table.take("time", "");
+  const devkit::TakenFault other = *table.take("settings", "");
   const waiting::Attempt first([&] { table.stall(time); });
   const waiting::Attempt second([&] { table.stall(other); });
-  // A stall that begins after the clearing isn't ended by it, so it is cleared until it has ended.
-  EXPECT_TRUE(waiting::until([&] {
-    table.clear({"time", std::nullopt});
-    return first.is_done();
-  }));
+  EXPECT_EQ(table.clear({"time", std::nullopt}), 1u);
+  EXPECT_TRUE(first.ends());
   EXPECT_FALSE(second.is_done());
   EXPECT_EQ(table.list().size(), 1u);
   table.release();
   EXPECT_TRUE(second.ends());
+}
+
+TEST_F(KitFaults, ThatAreClearedBeforeTheirStallBeginsDoNotStall) {
+  devkit::FaultTable& table = cloud_.faults();
+  devkit::Fault stall = fault("stall");
+  stall.milliseconds = 3600 * 1000;
+  stall.count = 1;
+  table.add(stall);
+  const devkit::TakenFault taken = *table.take("time", "");
+  table.clear();
+  EXPECT_TRUE(waiting::Attempt([&] { table.stall(taken); }).ends());
+}
+
+TEST_F(KitFaults, AreRefusedWithANumberThatIsNone) {
+  for (const json& wrong : {json(-1), json(4294967296), json(1.5), json("2"), json()}) {
+    for (const char* const member : {"count", "milliseconds"}) {
+      try {
+        devkit::fault_from_json({{"kind", "stall"}, {member, wrong}});
+        ADD_FAILURE() << member << " " << wrong;
+      } catch (const std::invalid_argument& refusal) {
+        EXPECT_NE(std::string(refusal.what()).find(member), std::string::npos) << refusal.what();
+      }
+    }
+  }
+  EXPECT_THROW(devkit::fault_from_json(json::array()), std::invalid_argument);
+  EXPECT_EQ(devkit::fault_from_json({{"kind", "stall"}, {"count", 4294967295}}).count, 4294967295u);
 }
 
 }  // namespace

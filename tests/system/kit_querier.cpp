@@ -4,6 +4,7 @@
 
 #include "_base/EqWorkItem.h"
 #include "_base/waiting.h"
+#include "devkit/common/FileWatcher.h"
 #include "devkit/host/GuardianQuerier.h"
 #include "devkit/host/Host.h"
 #include "devkit/host/SerialQueue.h"
@@ -23,6 +24,7 @@ class Listener final : public ICloudGuardianSettingsObserver {
     std::unique_lock lock(mutex_);
     texts_.emplace_back(settings);
     changed_.notify_all();
+    if (throws_) throw std::runtime_error("thrown by the listener");
     if (removes_itself_from_ != nullptr) {
       devkit::GuardianQuerier& querier = *std::exchange(removes_itself_from_, nullptr);
       lock.unlock();
@@ -50,6 +52,8 @@ class Listener final : public ICloudGuardianSettingsObserver {
     changed_.notify_all();
   }
   void remove_itself_from(devkit::GuardianQuerier& querier) { removes_itself_from_ = &querier; }
+  /// Before it is added.
+  void throw_always() { throws_ = true; }
   bool removed() {
     const std::lock_guard guard(mutex_);
     return removed_;
@@ -70,6 +74,7 @@ class Listener final : public ICloudGuardianSettingsObserver {
   bool held_ = false;
   bool ended_ = false;
   bool removed_ = false;
+  bool throws_ = false;
   devkit::GuardianQuerier* removes_itself_from_ = nullptr;
 };
 
@@ -145,6 +150,43 @@ TEST_F(KitQuerier, LetsAnObserverGoInItsOwnCall) {
   EXPECT_TRUE(listener.removed());
 }
 
+TEST_F(KitQuerier, OutlivesAnObserverThatThrows) {
+  Listener listener;
+  listener.throw_always();
+  EXPECT_TRUE(querier_.add_observer(&listener, 0));
+  testing::internal::CaptureStderr();
+  write("first");
+  EXPECT_TRUE(listener.hears("first"));
+  write("second");
+  EXPECT_TRUE(listener.hears("second"));
+  // From another thread than the one that calls it.
+  EXPECT_TRUE(querier_.remove_observer(&listener, 0));
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_NE(said.find("thrown by the listener"), std::string::npos) << said;
+}
+
+TEST_F(KitQuerier, RefusesObserversOnDemand) {
+  Listener listener;
+  {
+    const Variable failing("SPLICE_HOST_FAIL", "add_observer:1");
+    EXPECT_FALSE(querier_.add_observer(&listener, 0));
+  }
+  EXPECT_TRUE(querier_.add_observer(&listener, 0));
+  EXPECT_TRUE(querier_.remove_observer(&listener, 0));
+}
+
+TEST(KitFiles, GiveTheReasonWhereTheyCannotBeRead) {
+  const Folder folder;
+  std::error_code reason;
+  EXPECT_FALSE(devkit::read_file(folder.path() / "none", reason));
+  EXPECT_EQ(reason, std::errc::no_such_file_or_directory);
+  EXPECT_FALSE(devkit::read_file(folder.path(), reason));
+  EXPECT_EQ(reason, std::errc::is_a_directory);
+  const std::string long_text(100000, 'x');
+  EXPECT_EQ(devkit::read_file(folder.write("long", long_text), reason), long_text);
+  EXPECT_FALSE(reason);
+}
+
 /// Each task puts the next one into the queue, so that there is always one that hasn't run.
 class EndlessTask final : public EqWorkItem {
  public:
@@ -182,6 +224,15 @@ TEST(KitSerialQueue, ReleasesTheTasksThatItNoLongerRuns) {
   }
   EXPECT_EQ(counts.made, counts.executed + 1);
   EXPECT_EQ(counts.released, counts.made);
+}
+
+TEST(KitSerialQueue, RefusesTasksOnDemand) {
+  EndlessTask::Counts counts;
+  devkit::SerialQueue queue;
+  const Variable failing("SPLICE_HOST_FAIL", "enqueue_task:14");
+  EqWorkItem* const task = new EndlessTask(queue, counts);
+  EXPECT_EQ(queue.enqueue_task(L"refused", 0, task, 0, 0, 0), 14u);
+  task->Release();
 }
 
 /// The module in a host whose guardian follows a file.
@@ -229,11 +280,23 @@ TEST_F(ModuleConfiguration, ComesFromTheFileAtStartAndWheneverThatChanges) {
 
 TEST_F(ModuleConfiguration, IsThePackagedOneInAHostWithoutAQuerier) {
   configure(1);
-  for (const char* const wish : {"querier:1168", "execution:14"}) {
+  for (const char* const wish : {"querier:1168", "execution:14", "enqueue_task:14"}) {
     const Variable failing("SPLICE_HOST_FAIL", wish);
     devkit::Host host(kit_.module());
     fail_once(host, wish);
     EXPECT_FALSE(is_refused(host, wish));
+  }
+}
+
+TEST_F(ModuleConfiguration, IsOfNoUseInAHostThatLacksWhatTheModuleNeeds) {
+  for (const char* const wish : {"get_plugin_manager:1", "get_execution_service:1"}) {
+    const Variable failing("SPLICE_HOST_FAIL", wish);
+    try {
+      const devkit::Host host(kit_.module());
+      ADD_FAILURE() << "the plug-in started with " << wish;
+    } catch (const devkit::host_error& error) {
+      EXPECT_NE(std::string(error.what()).find("status 87"), std::string::npos) << error.what();
+    }
   }
 }
 

@@ -55,6 +55,17 @@ TEST_F(ProxyCommands, NeverShowThePassword) {
   }
 }
 
+TEST_F(ProxyCommands, TurnOffWhatWasNeverSet) {
+  const Ended ended = proxy({"off", "--text"});
+  EXPECT_EQ(ended.code, devkit::exit_code::ok);
+  EXPECT_NE(ended.output.find("names none"), std::string::npos) << ended.output;
+}
+
+TEST_F(ProxyCommands, ShowTheLargestType) {
+  folder_.write("proxy.json", R"({"type":4294967295})");
+  EXPECT_EQ(shown()["type"], 4294967295u);
+}
+
 TEST_F(ProxyCommands, KeepWhatElseTheFileHas) {
   folder_.write("proxy.json", R"({"type":2,"fail":{"get_proxy":5}})");
   EXPECT_EQ(proxy({"set", "--host", "h", "--port", "81"}).code, devkit::exit_code::ok);
