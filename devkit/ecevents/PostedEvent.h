@@ -37,11 +37,11 @@ class PostedValues {
 
 class PostedEvent : public PostedValues {
  public:
-  virtual void not_called_14() = 0;
+  virtual void name_setter() = 0;
   virtual const wchar_t* GetName() const = 0;
-  virtual void not_called_16() = 0;
+  virtual void version_setter() = 0;
   virtual const wchar_t* GetVersion() const = 0;
-  virtual void not_called_18() = 0;
+  virtual void type_setter() = 0;
   virtual std::uint32_t GetType() const = 0;
 
  protected:
