@@ -13,11 +13,14 @@ namespace zv {
 /// library, since the stack has an end too.
 class json_tree {
  public:
-  explicit json_tree(nlohmann::json value) noexcept : root_(std::move(value)) {}
+  explicit json_tree(nlohmann::json value = {}) noexcept : root_(std::move(value)) {}
   json_tree(const json_tree&) = delete;
   json_tree& operator=(const json_tree&) = delete;
   ~json_tree() { take_apart(root_, 0); }
 
+  /// To build in: what a constructor of the library has made of a value when memory runs out, it
+  /// forgets to free.
+  nlohmann::json& operator*() noexcept { return root_; }
   const nlohmann::json& operator*() const noexcept { return root_; }
   const nlohmann::json* operator->() const noexcept { return &root_; }
 
@@ -26,13 +29,12 @@ class json_tree {
 
   static void take_apart(nlohmann::json& value, int depth) noexcept {
     if (depth == deepest) return;
-    if (value.is_array()) {
-      auto& elements = value.get_ref<nlohmann::json::array_t&>();
-      for (; !elements.empty(); elements.pop_back()) take_apart(elements.back(), depth + 1);
-    } else if (value.is_object()) {
-      auto& members = value.get_ref<nlohmann::json::object_t&>();
-      for (; !members.empty(); members.erase(members.begin())) {
-        take_apart(members.begin()->second, depth + 1);
+    if (auto* const elements = value.get_ptr<nlohmann::json::array_t*>(); elements != nullptr) {
+      for (; !elements->empty(); elements->pop_back()) take_apart(elements->back(), depth + 1);
+    }
+    if (auto* const members = value.get_ptr<nlohmann::json::object_t*>(); members != nullptr) {
+      for (; !members->empty(); members->erase(members->begin())) {
+        take_apart(members->begin()->second, depth + 1);
       }
     }
   }

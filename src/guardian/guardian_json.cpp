@@ -43,6 +43,12 @@ std::uint32_t unsigned_number(const nlohmann::json& member) {
                            member.get_ref<const nlohmann::json::number_unsigned_t&>());
 }
 
+template <class Element>
+void add_elements(nlohmann::json& array, const std::vector<Element>& elements) {
+  array = nlohmann::json::array();
+  for (const Element& element : elements) to_json(array.emplace_back(), element);
+}
+
 /// A time too far away to be told in ticks is the farthest that can.
 std::int64_t to_ticks(std::int64_t seconds) {
   std::int64_t ticks = 0;
@@ -53,10 +59,12 @@ std::int64_t to_ticks(std::int64_t seconds) {
 
 }  // namespace
 
-// Member by member, into the value where it will stay: lists in braces are copied on their way, and
-// every copy's end takes memory (see json_tree).
+// Member by member, into the value where it will stay: a value that is made elsewhere first may be
+// lost on its way, or take memory for its end (see json_tree). And into an object from the start: a
+// null that fails to become one by its first member is broken.
 
 void to_json(nlohmann::json& json, const break_interval& interval) {
+  json = nlohmann::json::object();
   json["min"] = interval.min;
   json["max"] = interval.max;
 }
@@ -67,11 +75,14 @@ void from_json(const nlohmann::json& json, break_interval& interval) {
 }
 
 void to_json(nlohmann::json& json, const guardian_config& config) {
-  nlohmann::json& circuit = json["circuit_config"];
+  json = nlohmann::json::object();
+  nlohmann::json& circuit = json["circuit_config"] = nlohmann::json::object();
   circuit["threshold"] = config.threshold;
-  circuit["intervals"] = config.intervals;
+  add_elements(circuit["intervals"], config.intervals);
   circuit["reset_threshold"] = config.reset_threshold;
-  if (config.services) json["services"] = *config.services;
+  if (!config.services) return;
+  nlohmann::json& services = json["services"] = nlohmann::json::array();
+  for (const std::string& service : *config.services) services.push_back(service);
 }
 
 void from_json(const nlohmann::json& json, guardian_config& config) {
@@ -86,12 +97,13 @@ void from_json(const nlohmann::json& json, guardian_config& config) {
 }
 
 void to_json(nlohmann::json& json, const service_info& info) {
+  json = nlohmann::json::object();
   json["state"] = static_cast<std::int32_t>(info.state);
   json["counter"] = info.counter;
   json["index"] = info.index;
   // The fraction of a second is lost on purpose: the file knows whole seconds only.
   json["next_request_time"] = info.next_request_time / ticks_per_second;
-  json["errors"] = info.errors;
+  add_elements(json["errors"], info.errors);
   json["blocked"] = info.blocked;
   json["allowed"] = info.allowed;
 }
@@ -108,7 +120,13 @@ void from_json(const nlohmann::json& json, service_info& info) {
   if (json.contains("allowed")) info.allowed = unsigned_number(json.at("allowed"));
 }
 
+void to_json(nlohmann::json& json, const services_map& services) {
+  json = nlohmann::json::object();
+  for (const auto& [service, info] : services) to_json(json[service], info);
+}
+
 void to_json(nlohmann::json& json, const request_failure& failure) {
+  json = nlohmann::json::object();
   json["value"] = failure.value;
   json["field"] = failure.field;
   json["method"] = failure.method;

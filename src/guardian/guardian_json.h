@@ -16,6 +16,7 @@ void to_json(nlohmann::json& json, const guardian_config& config);
 void from_json(const nlohmann::json& json, guardian_config& config);
 
 void to_json(nlohmann::json& json, const service_info& info);
+void to_json(nlohmann::json& json, const services_map& services);
 void from_json(const nlohmann::json& json, service_info& info);
 
 void to_json(nlohmann::json& json, const request_failure& failure);

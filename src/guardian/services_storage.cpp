@@ -285,7 +285,8 @@ template <class Value>
 void services_storage::save_json_to_file(const std::wstring& path, const Value& value) {
   const wchar_t* const function = L"cloud::guardian::services_storage::save_json_to_file";
   try {
-    const zv::json_tree json(value);
+    zv::json_tree json;
+    to_json(*json, value);
     // Truncated and rewritten in place, without a second file: the lock keeps readers from seeing
     // half of it, and a process that dies meanwhile leaves a file that the others pass over. It is
     // opened before the text is made: a name that isn't UTF-8 leaves an empty file, which is meant.

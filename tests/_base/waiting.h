@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 /// Waits with a deadline that only a failing test reaches.
 namespace waiting {
@@ -69,7 +70,7 @@ class Attempt {
     if (is_done()) {
       thread_->join();
     } else {
-      static_cast<void>(thread_.release());
+      left_behind().push_back(std::move(thread_));
     }
   }
 
@@ -78,6 +79,12 @@ class Attempt {
   bool ends() const { return done_.wait(); }
 
  private:
+  /// Kept for ever: the end of a thread's object would end the process.
+  static std::vector<std::unique_ptr<std::thread>>& left_behind() {
+    static auto& threads = *new std::vector<std::unique_ptr<std::thread>>;
+    return threads;
+  }
+
   Gate done_;
   std::unique_ptr<std::thread> thread_;
 };
