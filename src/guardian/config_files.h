@@ -9,9 +9,9 @@
 #include "guardian/guardian_paths.h"
 #include "guardian/service_info.h"
 
-/// Reading the guardian's files. Nothing is thrown but for lack of memory:
-/// what can't be opened is 1011, what can't be understood 1006, in the category "win_error". The
-/// caller holds the file lock where others may be writing.
+/// Reading the guardian's files. Nothing is thrown but for lack of memory: what can't be opened is
+/// 1011, what can't be understood 1006, in the category "win_error". The caller holds the file lock
+/// where others may be writing.
 namespace cloud::guardian {
 
 template <class Value>
@@ -23,8 +23,8 @@ loaded<std::wstring> get_packaged_settings_path();
 /// From the packaged settings file.
 loaded<guardian_paths> load_paths_from_file();
 
-/// From the cache, which is what the cloud said last, or else from the packaged
-/// settings file. A cache that doesn't serve is logged.
+/// From the cache, which is what the cloud said last, or else from the packaged settings file. A
+/// cache that doesn't serve is logged.
 loaded<guardian_config> load_config_from_file(const guardian_paths& paths);
 
 /// From the cache alone, `path` being get_config_cache_path's.

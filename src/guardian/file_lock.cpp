@@ -11,6 +11,8 @@ namespace cloud::guardian {
 file_lock::file_lock(const std::wstring& path) noexcept : file_(platform::no_file), path_(path) {}
 
 void file_lock::lock() {
+  // What a failed attempt or another lock() left open would never be closed.
+  unlock();
   if (path_.empty()) {
     throw std::system_error(winapi::make_error_code(win_error::invalid_parameter),
                             "file path is empty");
@@ -27,8 +29,9 @@ void file_lock::unlock() noexcept {
   if (file_ == platform::no_file) return;
   // These are not the bytes that were locked, and the call fails: meant so, it is what the product
   // has always done. The lock goes when the file is closed.
-  if (locked_.load(std::memory_order_relaxed) && platform::unlock_bytes(file_, 0, 4))
+  if (locked_.load(std::memory_order_relaxed) && platform::unlock_bytes(file_, 0, 4)) {
     locked_.store(false, std::memory_order_relaxed);
+  }
   platform::close_lock_file(file_);
   file_ = platform::no_file;
 }

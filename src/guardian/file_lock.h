@@ -19,7 +19,8 @@ class file_lock {
   file_lock& operator=(const file_lock&) = delete;
   ~file_lock() { unlock(); }
 
-  /// Creates the file if it is absent. Throws std::system_error in the category "win_error".
+  /// Creates the file if it is absent, and lets go first of what this object holds. Throws
+  /// std::system_error in the category "win_error".
   void lock();
   /// Lets go of what is held.
   void unlock() noexcept;

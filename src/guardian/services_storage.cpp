@@ -68,8 +68,8 @@ class services_storage::surroundings final : public circuit::surroundings {
 
   std::int64_t get_next_request_time(const break_interval& interval) override {
     // A new generator for each break, seeded with the time: it is meant that two breaks drawn in
-    // one tick are alike. Random they are because whole crowds of clients fail at the
-    // same moment, and must not come back at the same moment.
+    // one tick are alike. Random they are because whole crowds of clients fail at the same moment,
+    // and must not come back at the same moment.
     const std::uint32_t seconds =
         draw_break(interval, static_cast<std::uint32_t>(platform::now_ticks()));
     LOG_LINE(logging::progress, L"cloud::guardian::services_storage::get_next_request_time")

@@ -14,6 +14,15 @@
 
 namespace change_records {
 
+/// The numbers as Windows gives them, not taken from the module.
+namespace actions {
+inline constexpr std::uint32_t added = 1;
+inline constexpr std::uint32_t removed = 2;
+inline constexpr std::uint32_t modified = 3;
+inline constexpr std::uint32_t old_name = 4;
+inline constexpr std::uint32_t new_name = 5;
+}  // namespace actions
+
 /// A buffer of change records, as a reader fills it.
 class Records {
  public:

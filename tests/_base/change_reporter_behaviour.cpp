@@ -10,15 +10,10 @@
 namespace {
 
 using change_records::Records;
+using namespace change_records::actions;
 using winapi::directory_mgmt::change_reporter;
 using winapi::directory_mgmt::directory_changes_iterator;
 using Calls = std::vector<std::wstring>;
-
-constexpr std::uint32_t added = 1;
-constexpr std::uint32_t removed = 2;
-constexpr std::uint32_t modified = 3;
-constexpr std::uint32_t old_name = 4;
-constexpr std::uint32_t new_name = 5;
 
 class ChangeReporter : public testing::Test {
  protected:

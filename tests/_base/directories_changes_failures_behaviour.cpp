@@ -180,6 +180,23 @@ TEST_F(FailingDirectoriesChanges, StopThoughTheSystemRefusesTheirWait) {
   watcher_.reset();
 }
 
+TEST_F(FailingDirectoriesChanges, HearOnThoughTheSystemRefusedTheirWait) {
+  if (!starved_process::possible()) GTEST_SKIP() << "Windows' waits aren't refused in a test";
+  watch_folder();
+  const auto name = [](int number) { return L"name" + std::to_wstring(number); };
+  write(folder_ / name(0), "x");
+  ASSERT_TRUE(observer_.hears(call(L"modified", name(0).c_str())));
+  {
+    // Each wait that begins here is refused. What is heard nevertheless is heard between two tries.
+    const starved_process::WithoutDescriptors none;
+    for (int i = 0; i != 10; ++i) {
+      std::filesystem::rename(folder_ / name(i), folder_ / name(i + 1));
+      ASSERT_TRUE(observer_.hears(call(L"renamed", (name(i) + L" " + name(i + 1)).c_str())));
+    }
+  }
+  wake(folder_);
+}
+
 TEST_F(FailingDirectoriesChanges, AreNotBuiltWithoutAStopEvent) {
   if (!starved_process::possible()) GTEST_SKIP() << "Windows doesn't run out of events in a test";
   try {

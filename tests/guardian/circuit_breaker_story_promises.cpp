@@ -5,14 +5,17 @@
 #include <random>
 
 #include "support/BreakerTest.h"
+#include "support/throttling_reports.h"
 
 namespace {
 
 using support::CallCount;
 using support::GuardianFolder;
 using support::has_line;
+using support::Reports;
 using support::stored_circuit;
 using support::stored_failure;
+using support::throttling_reports;
 
 constexpr auto closed = circuit_state::closed;
 constexpr auto open = circuit_state::open;
@@ -24,18 +27,7 @@ guardian_config with_threshold(std::uint32_t threshold) {
   return config;
 }
 
-class CircuitStory : public support::BreakerTest {
- protected:
-  /// The reports posted so far, as "service throttling".
-  std::vector<std::wstring> reports() const {
-    std::vector<std::wstring> reports;
-    for (const auto& event : events.posted()) {
-      reports.push_back(event.strings.at(L"service") + L" " + event.strings.at(L"throttling"));
-    }
-    return reports;
-  }
-  using Reports = std::vector<std::wstring>;
-};
+class CircuitStory : public support::BreakerTest {};
 
 TEST_F(CircuitStory, ThresholdOneOpensAtTheFirstFailureAndClosesAtTheFirstSuccess) {
   folder.package(with_threshold(1));
@@ -46,7 +38,7 @@ TEST_F(CircuitStory, ThresholdOneOpensAtTheFirstFailureAndClosesAtTheFirstSucces
   EXPECT_EQ(remembered().state, half_open);
   succeed();
   EXPECT_EQ(remembered().state, closed);
-  EXPECT_EQ(reports(), (Reports{L"svc enabled", L"svc disabled"}));
+  EXPECT_EQ(throttling_reports(events), (Reports{L"svc enabled", L"svc disabled"}));
 }
 
 TEST_F(CircuitStory, ThresholdZeroOpensAtTheFirstFailureAsWell) {
@@ -196,7 +188,7 @@ TEST_F(CircuitStory, AnOpenCircuitNobodyAsksAboutIsClosedBeforeAnyOtherRule) {
   EXPECT_TRUE(ask());
   EXPECT_EQ(remembered().state, closed);
   EXPECT_EQ(remembered().index, 0u);
-  EXPECT_EQ(reports(), (Reports{L"svc disabled"}));
+  EXPECT_EQ(throttling_reports(events), (Reports{L"svc disabled"}));
   EXPECT_EQ(events.posted()[0].integers.at(L"blocked_requests"), 2);
   EXPECT_EQ(events.posted()[0].integers.at(L"allowed_requests"), 1);
 }

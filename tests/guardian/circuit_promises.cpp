@@ -50,6 +50,16 @@ class Circuit : public testing::Test {
     info.allowed = 4;
   }
 
+  /// Closed since just now, with nothing to remember.
+  static void expect_like_new(const service_info& record) {
+    EXPECT_EQ(record.state, closed);
+    EXPECT_EQ(record.counter, 0u);
+    EXPECT_EQ(record.index, 0u);
+    EXPECT_EQ(record.next_request_time, now);
+    EXPECT_TRUE(record.errors.empty());
+    EXPECT_EQ(record.blocked, 0u);
+    EXPECT_EQ(record.allowed, 0u);
+  }
   void set(circuit_state state, bool notify = true) {
     circuit::set_circuit_state(info, state, config, notify, around);
   }
@@ -64,13 +74,7 @@ TEST_F(Circuit, EnteringClosedClearsAll) {
   for (const circuit_state before : {closed, open, half_open}) {
     info = service_info{before, 2, 1, 5, {{"5", 0, "m"}}, 3, 4};
     set(closed);
-    EXPECT_EQ(info.state, closed);
-    EXPECT_EQ(info.counter, 0u);
-    EXPECT_EQ(info.index, 0u);
-    EXPECT_EQ(info.next_request_time, now);
-    EXPECT_TRUE(info.errors.empty());
-    EXPECT_EQ(info.blocked, 0u);
-    EXPECT_EQ(info.allowed, 0u);
+    expect_like_new(info);
   }
 }
 
@@ -177,13 +181,7 @@ TEST_F(Circuit, ANewRecordIsClosedAndOfNow) {
   support::TestSeam seam;
   seam.hold_clock(now);
   const service_info fresh;
-  EXPECT_EQ(fresh.state, closed);
-  EXPECT_EQ(fresh.counter, 0u);
-  EXPECT_EQ(fresh.index, 0u);
-  EXPECT_EQ(fresh.next_request_time, now);
-  EXPECT_TRUE(fresh.errors.empty());
-  EXPECT_EQ(fresh.blocked, 0u);
-  EXPECT_EQ(fresh.allowed, 0u);
+  expect_like_new(fresh);
 }
 
 }  // namespace

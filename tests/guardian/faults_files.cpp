@@ -1,6 +1,6 @@
-// Services file and cache in every state of damage, met by a breaker that runs and
-// by one that begins: what is of use is taken in, what isn't is told and passed over, and nobody is
-// kept waiting.
+// Services file and cache in every state of damage, met by a breaker that runs and by one that
+// begins: what is of use is taken in, what isn't is told and passed over, and nobody is kept
+// waiting.
 //
 // Each byte gets 3 patterns of flipped bits, or SPLICE_CAMPAIGN times as many, up to all 255.
 
@@ -29,6 +29,7 @@ namespace {
 
 using cloud::guardian::circuit_breaker;
 using nlohmann::json;
+using support::circuits_of;
 using support::GuardianFolder;
 using support::stored_circuit;
 using Circuits = support::ReferenceBreaker::Circuits;
@@ -106,6 +107,12 @@ class FaultsFiles : public testing::Test {
     std::filesystem::remove(folder.cache_file());
     breaker = std::make_unique<circuit_breaker>();
   }
+  /// Has the running breaker take in the two circuits anew.
+  void teach_valid_services() {
+    folder.write_services(valid_services);
+    support::storage_in(*breaker).on_modified(L"folder", L"services.json");
+    EXPECT_TRUE(breaker->IsSendAllowed("other"));
+  }
   /// As its record says. Whatever that is, it has to be answered.
   static bool expect_answers(circuit_breaker& asked) {
     bool answer = false;
@@ -114,23 +121,6 @@ class FaultsFiles : public testing::Test {
     return answer;
   }
 
-  static Circuits circuits_of(const services_map& loaded) {
-    Circuits circuits;
-    for (const auto& [service, info] : loaded) {
-      auto& circuit = circuits[service];
-      circuit = {static_cast<std::int32_t>(info.state),
-                 info.counter,
-                 info.index,
-                 info.next_request_time,
-                 {},
-                 info.blocked,
-                 info.allowed};
-      for (const auto& error : info.errors) {
-        circuit.errors.push_back({error.value, error.field, error.method});
-      }
-    }
-    return circuits;
-  }
   /// What it remembers of all but the service that nobody else asks for.
   static std::string remembered(circuit_breaker& asked) {
     Circuits circuits = support::circuits_in(asked);
@@ -209,9 +199,7 @@ class FaultsFiles : public testing::Test {
     Tally beginning;
     for (const std::string& text : texts) {
       SCOPED_TRACE(text);
-      folder.write_services(valid_services);
-      support::storage_in(*breaker).on_modified(L"folder", L"services.json");
-      EXPECT_TRUE(breaker->IsSendAllowed("other"));
+      teach_valid_services();
       ASSERT_EQ(remembered(*breaker), before);
 
       folder.write_services(text);
@@ -231,9 +219,7 @@ class FaultsFiles : public testing::Test {
     Tally beginning;
     for (const std::string& text : texts) {
       SCOPED_TRACE(text);
-      folder.write_services(valid_services);
-      support::storage_in(*breaker).on_modified(L"folder", L"services.json");
-      EXPECT_TRUE(breaker->IsSendAllowed("other"));
+      teach_valid_services();
       folder.write_cache(text);
       running.count(meets_cache());
       folder.write_services(valid_services);

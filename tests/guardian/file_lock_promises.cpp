@@ -36,6 +36,14 @@ class FileLock : public testing::Test {
     }
   }
 
+  /// Another object takes the lock, on another thread, and lets go of it.
+  waiting::Attempt try_another() const {
+    return waiting::Attempt([path = path] {
+      file_lock other(path);
+      const std::lock_guard guard(other);
+    });
+  }
+
   support::TestSeam seam;
   const support::TemporaryFolder folder;
   const std::filesystem::path file = folder / "guardian.lock";
@@ -120,10 +128,7 @@ TEST_F(FileLock, CanBeTakenByAnotherAfterAFailure) {
   seam.fail_call(platform::Call::lock, 33);
   file_lock failed(path);
   expect_refused(failed, 33, "failed to lock");
-  waiting::Attempt attempt([path = path] {
-    file_lock other(path);
-    const std::lock_guard guard(other);
-  });
+  const waiting::Attempt attempt = try_another();
   EXPECT_TRUE(attempt.ends());
 }
 
@@ -139,10 +144,7 @@ TEST_F(FileLock, UnlockOfAnUnlockedOneDoesNothing) {
 TEST_F(FileLock, MakesASecondThreadWait) {
   file_lock lock(path);
   lock.lock();
-  waiting::Attempt attempt([path = path] {
-    file_lock other(path);
-    const std::lock_guard guard(other);
-  });
+  const waiting::Attempt attempt = try_another();
   EXPECT_TRUE(waiting::until([&] { return seam.calls(platform::Call::lock) == 2; }));
   EXPECT_FALSE(attempt.is_done());
   lock.unlock();
@@ -153,10 +155,7 @@ TEST_F(FileLock, IsLetGoByItsDestructor) {
   auto lock = std::make_unique<file_lock>(path);
   lock->lock();
   lock.reset();
-  waiting::Attempt attempt([path = path] {
-    file_lock other(path);
-    const std::lock_guard guard(other);
-  });
+  const waiting::Attempt attempt = try_another();
   EXPECT_TRUE(attempt.ends());
 }
 
@@ -200,10 +199,7 @@ TEST_F(FileLock, HoldsAgainstAnotherProcessAndIsFreedByItsDeath) {
     lock.lock();
     ready();
   });
-  waiting::Attempt attempt([path = path] {
-    file_lock other(path);
-    const std::lock_guard guard(other);
-  });
+  const waiting::Attempt attempt = try_another();
   EXPECT_TRUE(waiting::until([&] { return seam.calls(platform::Call::lock) == 1; }));
   EXPECT_FALSE(attempt.is_done());
   child.kill();

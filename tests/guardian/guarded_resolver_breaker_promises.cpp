@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "guardian/guarded_resolver.h"
+#include "guardian/guarded_resolver_test.h"
 #include "support/EventsRecorder.h"
 #include "support/FakeCloudClient.h"
 #include "support/FakeHost.h"
@@ -29,15 +30,6 @@ using support::has_line;
 using support::has_line_beginning;
 using support::stored_circuit;
 using Lines = std::vector<std::string>;
-
-bool is(const cloud::request_status& status, std::uint32_t type, std::uint32_t code) {
-  return status.error_type == type && status.code == code;
-}
-
-struct NoUpload final : cloud::upload_observer {
-  void on_progress(const cloud::upload_progress&) override { ++calls; }
-  int calls = 0;
-};
 
 class GuardedResolverWithABreaker : public testing::Test {
  protected:
@@ -108,7 +100,7 @@ class GuardedResolverWithABreaker : public testing::Test {
   support::FakeCloudClient client;
   std::unique_ptr<guarded_resolver> resolver;
   cloud::request_reply reply;
-  NoUpload progress;
+  CountingUpload progress;
 };
 
 TEST_F(GuardedResolverWithABreaker, SendsNothingForAnOpenCircuit) {

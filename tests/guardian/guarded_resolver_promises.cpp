@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "guardian/guarded_resolver.h"
+#include "guardian/guarded_resolver_test.h"
 #include "support/GuardianFolder.h"
 #include "support/RecordingLog.h"
 
@@ -19,15 +20,6 @@ using support::count_lines;
 using support::has_line;
 using support::has_line_beginning;
 using Lines = std::vector<std::string>;
-
-bool is(const cloud::request_status& status, std::uint32_t type, std::uint32_t code) {
-  return status.error_type == type && status.code == code;
-}
-
-struct NoUpload final : cloud::upload_observer {
-  void on_progress(const cloud::upload_progress&) override { ++calls; }
-  int calls = 0;
-};
 
 /// Answers as it is told and notes what happens to it.
 class ScriptedResolver final : public cloud::IRequestResolver {
@@ -147,7 +139,7 @@ class GuardedResolver : public testing::Test {
   NotingBreaker* breaker = nullptr;
   std::unique_ptr<guarded_resolver> resolver;
   cloud::request_reply reply;
-  NoUpload progress;
+  CountingUpload progress;
 };
 
 TEST_F(GuardedResolver, AsksThenSendsThenReports) {

@@ -5,20 +5,11 @@
 #include <vector>
 
 #include "guardian/guardian_json.h"
+#include "guardian/json_records.h"
 
 namespace {
 
 using nlohmann::json;
-
-template <class Record>
-Record read(const std::string& text) {
-  return json::parse(text).get<Record>();
-}
-
-template <class Record>
-std::string written(const Record& record) {
-  return json(record).dump();
-}
 
 std::string config_with(const std::string& threshold, const std::string& reset_threshold,
                         const std::string& min = "1") {

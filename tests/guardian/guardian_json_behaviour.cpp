@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "guardian/guardian_json.h"
+#include "guardian/json_records.h"
 #include "support/TestSeam.h"
 
 namespace {
@@ -16,16 +17,6 @@ using nlohmann::json;
 
 constexpr std::int64_t earliest = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
-
-template <class Record>
-Record read(const std::string& text) {
-  return json::parse(text).get<Record>();
-}
-
-template <class Record>
-std::string written(const Record& record) {
-  return json(record).dump();
-}
 
 /// A circuit whose member `name` is `value`, which is left out if it is empty.
 std::string circuit_with(const std::string& name, const std::string& value) {

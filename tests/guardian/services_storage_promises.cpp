@@ -6,6 +6,7 @@
 
 #include "platform/file.h"
 #include "support/StorageTest.h"
+#include "support/throttling_reports.h"
 
 namespace {
 
@@ -14,23 +15,15 @@ using support::count_lines;
 using support::GuardianFolder;
 using support::has_line;
 using support::line_that_begins;
+using support::Reports;
 using support::stored_circuit;
 using support::stored_failure;
+using support::throttling_reports;
 
 constexpr auto closed = circuit_state::closed;
 constexpr auto open = circuit_state::open;
 
-class Storage : public support::StorageTest {
- protected:
-  std::vector<std::wstring> reports() const {
-    std::vector<std::wstring> reports;
-    for (const auto& event : events.posted()) {
-      reports.push_back(event.strings.at(L"service") + L" " + event.strings.at(L"throttling"));
-    }
-    return reports;
-  }
-  using Reports = std::vector<std::wstring>;
-};
+class Storage : public support::StorageTest {};
 
 // which services are monitored
 
@@ -187,7 +180,7 @@ TEST_F(Storage, ReportsEachCircuitThatANewConfigurationCloses) {
   folder.write_services(nlohmann::json{{"svc", half}, {"calm", stored_circuit()}}.dump());
   make_storage();
   EXPECT_TRUE(reload(GuardianFolder::config({"svc"})));
-  EXPECT_EQ(reports(), Reports{L"svc disabled"});
+  EXPECT_EQ(throttling_reports(events), Reports{L"svc disabled"});
   EXPECT_EQ(events.posted()[0].integers.at(L"blocked_requests"), 4);
   EXPECT_EQ(events.posted()[0].integers.at(L"allowed_requests"), 2);
   EXPECT_TRUE(has_line(log, 16, L"service svc circuit state closed"));

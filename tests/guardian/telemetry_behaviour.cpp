@@ -41,6 +41,18 @@ class Telemetry : public testing::Test {
     return events.empty() ? support::PostedEvent{} : events.front();
   }
 
+  /// What all reports on "a service" have in common.
+  static void expect_report(const support::PostedEvent& event, const wchar_t* throttling) {
+    EXPECT_EQ(event.name, L"m_cloud_guardian_report");
+    EXPECT_EQ(event.version, L"1.0");
+    EXPECT_EQ(event.type, 31u);
+    EXPECT_TRUE(event.flag);
+    EXPECT_EQ(event.strings, (Strings{{L"report_type", L"throttling"},
+                                      {L"service", L"a service"},
+                                      {L"throttling", throttling},
+                                      {L"process_name", L"app.service"}}));
+  }
+
   std::wstring reported_process_name() {
     recorder->clear();
     telemetry().post_throttling_disabled("service", 0, 0);
@@ -55,14 +67,7 @@ class Telemetry : public testing::Test {
 TEST_F(Telemetry, ReportsThatThrottlingBegan) {
   telemetry().post_throttling_enabled("a service", {{"31", 0, "ask"}, {"5.7", 2, "send"}});
   const auto event = posted();
-  EXPECT_EQ(event.name, L"m_cloud_guardian_report");
-  EXPECT_EQ(event.version, L"1.0");
-  EXPECT_EQ(event.type, 31u);
-  EXPECT_TRUE(event.flag);
-  EXPECT_EQ(event.strings, (Strings{{L"report_type", L"throttling"},
-                                    {L"service", L"a service"},
-                                    {L"throttling", L"enabled"},
-                                    {L"process_name", L"app.service"}}));
+  expect_report(event, L"enabled");
   EXPECT_TRUE(event.integers.empty());
   EXPECT_TRUE(event.string_lists.empty());
   EXPECT_TRUE(event.children.empty());
@@ -83,14 +88,7 @@ TEST_F(Telemetry, ReportsThatThrottlingBegan) {
 TEST_F(Telemetry, ReportsThatThrottlingEnded) {
   telemetry().post_throttling_disabled("a service", 7, 0xffffffff);
   const auto event = posted();
-  EXPECT_EQ(event.name, L"m_cloud_guardian_report");
-  EXPECT_EQ(event.version, L"1.0");
-  EXPECT_EQ(event.type, 31u);
-  EXPECT_TRUE(event.flag);
-  EXPECT_EQ(event.strings, (Strings{{L"report_type", L"throttling"},
-                                    {L"service", L"a service"},
-                                    {L"throttling", L"disabled"},
-                                    {L"process_name", L"app.service"}}));
+  expect_report(event, L"disabled");
   EXPECT_EQ(event.integers,
             (Integers{{L"blocked_requests", 7}, {L"allowed_requests", 0xffffffff}}));
   EXPECT_TRUE(event.child_lists.empty());

@@ -38,9 +38,9 @@ std::shared_ptr<const guardian_config> config_in(services_storage& storage) {
   return reach_config(storage);
 }
 
-ReferenceBreaker::Circuits circuits_in(circuit_breaker& breaker) {
+ReferenceBreaker::Circuits circuits_of(const services_map& services) {
   ReferenceBreaker::Circuits circuits;
-  for (const auto& [service, info] : storage_in(breaker).circuits()) {
+  for (const auto& [service, info] : services) {
     auto& circuit = circuits[service];
     circuit = {static_cast<std::int32_t>(info.state),
                info.counter,
@@ -54,6 +54,10 @@ ReferenceBreaker::Circuits circuits_in(circuit_breaker& breaker) {
     }
   }
   return circuits;
+}
+
+ReferenceBreaker::Circuits circuits_in(circuit_breaker& breaker) {
+  return circuits_of(storage_in(breaker).circuits());
 }
 
 }  // namespace support

@@ -14,6 +14,8 @@ cloud::guardian::services_storage& storage_in(cloud::guardian::circuit_breaker& 
 /// Another object after each change of the configuration.
 std::shared_ptr<const guardian_config> config_in(cloud::guardian::services_storage& storage);
 
+/// The module's records in the reference's terms.
+ReferenceBreaker::Circuits circuits_of(const services_map& services);
 /// All that it remembers, in the reference's terms.
 ReferenceBreaker::Circuits circuits_in(cloud::guardian::circuit_breaker& breaker);
 

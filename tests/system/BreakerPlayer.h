@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -10,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -128,7 +127,7 @@ class Player {
     start();
     while (std::chrono::steady_clock::now() < end) step();
     record_.close();
-    EXPECT_FALSE(record_.fail());
+    if (record_.fail()) throw std::runtime_error("the record can't be written");
   }
 
  private:

@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -24,6 +25,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devkit/common/os.h"
@@ -41,8 +43,8 @@ using devkit::os::environment;
 using nlohmann::json;
 using support::ReferenceBreaker;
 
-/// Started by the test below, once for each process.
-TEST(BreakerProcess, DISABLED_PlaysItsPart) {
+/// The part of one process.
+void play() {
   const Folder folder(devkit::to_path(environment("SPLICE_FOLDER").value()));
   const auto number = [](const char* name) {
     return static_cast<unsigned>(std::stoul(environment(name).value()));
@@ -223,10 +225,8 @@ TEST(BreakerProcesses, DoTogetherWhatTheReferenceDoesInTheirOrder) {
   std::vector<std::unique_ptr<devkit::os::Process>> players;
   for (unsigned process = 0; process < processes; ++process) {
     devkit::os::set_environment("SPLICE_PART", std::to_string(process));
-    players.push_back(std::make_unique<devkit::os::Process>(
-        devkit::os::program(),
-        std::vector<std::string>{"--gtest_also_run_disabled_tests",
-                                 "--gtest_filter=BreakerProcess.DISABLED_PlaysItsPart"}));
+    players.push_back(std::make_unique<devkit::os::Process>(devkit::os::program(),
+                                                            std::vector<std::string>{"play"}));
   }
   for (const auto& player : players) {
     const std::string said = player->read_all();
@@ -249,3 +249,18 @@ TEST(BreakerProcesses, DoTogetherWhatTheReferenceDoesInTheirOrder) {
 }  // namespace
 
 }  // namespace breaker_processes
+
+/// With "play" one of the processes, which the test starts; else the test.
+int main(int count, char** values) {
+  if (count == 2 && std::string_view(values[1]) == "play") {
+    try {
+      breaker_processes::play();
+      return 0;
+    } catch (const std::exception& error) {
+      std::cout << error.what() << std::endl;
+      return 1;
+    }
+  }
+  testing::InitGoogleTest(&count, values);
+  return RUN_ALL_TESTS();
+}

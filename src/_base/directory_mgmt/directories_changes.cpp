@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <iterator>
 #include <system_error>
@@ -21,7 +22,8 @@ namespace {
 constexpr const wchar_t* worker_function = L"winapi::directory_mgmt::directories_changes::worker";
 
 constexpr std::uint32_t error_not_supported = 50;
-constexpr std::uint32_t for_ever = ~std::uint32_t{0};
+/// How long a watcher rests whose wait the system has refused.
+constexpr std::uint32_t pause_milliseconds = 1000;
 
 struct close_reader {
   void operator()(platform::directory_reader* reader) const noexcept {
@@ -170,9 +172,11 @@ class directories_changes::watch_worker {
       const std::size_t index = reads_.wait(stop_event_);
       if (index == platform::stop_signalled) return;
       if (index == platform::no_reader) {
-        // What the system refuses once it refuses again, and trying on would never rest.
-        platform::wait_event(stop_event_.handle(), for_ever);
-        return;
+        // Trying on at once would never rest.
+        if (platform::wait_event(stop_event_.handle(), pause_milliseconds)) return;
+        // A system that refuses every wait refuses the pause as well.
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        continue;
       }
       const directory_changes& changes = reads_.changes(index);
       // Before the next read begins: until then the buffer stays as it is.
