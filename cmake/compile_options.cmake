@@ -18,6 +18,10 @@ if(SPLICER_SANITIZE)
     # Objects pass between libraries that hide their classes from each other: that is what the
     # binary contract is for, and no fault of an object's type.
     add_compile_options(-fno-sanitize=vptr)
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+      # The same goes for the types of the libraries' exports.
+      add_compile_options(-fno-sanitize=function)
+    endif()
   endif()
 endif()
 

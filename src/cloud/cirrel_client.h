@@ -49,6 +49,35 @@ static_assert(offsetof(cirrel_upload_status, text) == 16);
 using cirrel_upload_callback = std::uint32_t (*)(const cirrel_upload_status* status, void* context);
 using cirrel_cloud_up_callback = void (*)(void* context);
 
+/// Who registers for pushes. Texts may be empty, and are the library's to read during the call.
+struct cirrel_push_source {
+  const char* user_token;
+  const char* app_id;
+  const char* device_id;
+};
+static_assert(offsetof(cirrel_push_source, app_id) == 8 &&
+              offsetof(cirrel_push_source, device_id) == 16);
+
+/// Whose pushes are meant.
+struct cirrel_push_destination {
+  const char* app_id;
+  const char* device_id;
+};
+static_assert(offsetof(cirrel_push_destination, device_id) == 8);
+
+/// Gets a push on a thread of the library, possibly on several at once. The response stays the
+/// library's and lasts for the call; its size counts, not a terminator.
+using cirrel_push_callback = void (*)(const cirrel_response* response, void* context);
+
+/// Copied by the library.
+struct cirrel_push_callbacks {
+  cirrel_push_callback on_done;  ///< its meaning is the library's; never null
+  cirrel_push_callback on_event;
+  void* context;  ///< handed to both
+};
+static_assert(offsetof(cirrel_push_callbacks, on_event) == 8 &&
+              offsetof(cirrel_push_callbacks, context) == 16);
+
 inline constexpr std::uint32_t ZVCIRREL_OPT_CLOUD_INIT = 1;
 inline constexpr std::uint32_t ZVCIRREL_OPT_ADD_CLOUD_UP_CB = 9;
 inline constexpr std::uint32_t ZVCIRREL_OPT_REMOVE_CLOUD_UP_CB = 10;
@@ -102,7 +131,11 @@ struct cirrel_client {
   unused zvcirrel_json_long;
   unused zvcirrel_json_real;
   unused zvcirrel_json_type_of;
-  unused connect_register;
+  /// Has pushes of `topic` for the destination come to the callbacks, for the instance's life: there
+  /// is no way back.
+  std::uint32_t (*connect_register)(void* instance, const cirrel_push_source* source,
+                                    const cirrel_push_destination* destination, const char* topic,
+                                    const char* transport, const cirrel_push_callbacks* callbacks);
   unused zvcirrel_gen_upload;
   unused zvcirrel_gen_upload_async;
 };

@@ -3,11 +3,9 @@
 #include "frame/host_paths.h"
 #include "platform/library.h"
 
-IBus* get_msgbus() {
-  const auto path = get_module_path(platform::library_file_name(L"msgbus"));
-  if (!path) return nullptr;
+namespace {
 
-  const platform::module_handle module = platform::find_loaded(path.value().c_str());
+IBus* bus_of(platform::module_handle module) {
   if (module == nullptr) return nullptr;
 
   std::uint32_t error = 0;
@@ -20,4 +18,20 @@ IBus* get_msgbus() {
   IZvBaseInterface* const bus = host->get_bus(0);
   if (bus == nullptr) return nullptr;
   return static_cast<IBus*>(bus->QueryInterface(IID_IBus));
+}
+
+const std::wstring& library_name() {
+  static const std::wstring name = platform::library_file_name(L"msgbus");
+  return name;
+}
+
+}  // namespace
+
+IBus* get_msgbus() {
+  const auto path = get_module_path(library_name());
+  return path ? bus_of(platform::find_loaded(path.value().c_str())) : nullptr;
+}
+
+IBus* find_msgbus() {
+  return bus_of(platform::find_loaded(library_name().c_str()));
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "frame/IZvBaseInterface.h"
+#include "frame/msgbus/IBus.h"
 
 inline constexpr IID IID_IBusHost = {
     0xb06721f0, 0x7355, 0xaa61, {0xdf, 0x48, 0x22, 0xba, 0x12, 0xbd, 0x27, 0xfe}};
@@ -25,8 +26,10 @@ class IBusHost {
 /// The bus library's export.
 using ZvGetInterface_t = IBusHost* (*)(IID id);
 
-class IBus;
-
-/// The message bus of the process, or null. Its library is only found, never loaded: a process
-/// without a bus has no business getting one from here. Nothing is logged.
+/// The message bus of the process, or null: its library, found in the module's folder. It is only
+/// found, never loaded: a process without a bus has no business getting one from here. Nothing is
+/// logged.
 IBus* get_msgbus();
+
+/// The same, but of a library of that name wherever it was loaded from.
+IBus* find_msgbus();

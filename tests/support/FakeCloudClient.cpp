@@ -129,6 +129,16 @@ void FakeCloudClient::set_upload_reports(std::vector<cirrel_upload_status> repor
   upload_reports_ = std::move(reports);
 }
 
+void FakeCloudClient::set_register_result(std::uint32_t result) {
+  const std::lock_guard lock(mutex_);
+  register_result_ = result;
+}
+
+void FakeCloudClient::register_by(std::function<std::uint32_t(const PushRegistration&)> function) {
+  const std::lock_guard lock(mutex_);
+  register_function_ = std::move(function);
+}
+
 std::vector<std::string> FakeCloudClient::calls() const {
   const std::lock_guard lock(mutex_);
   return calls_;
@@ -184,6 +194,11 @@ std::vector<CloudUpCallback> FakeCloudClient::added_callbacks() const {
 std::vector<CloudUpCallback> FakeCloudClient::removed_callbacks() const {
   const std::lock_guard lock(mutex_);
   return removed_callbacks_;
+}
+
+std::vector<PushRegistration> FakeCloudClient::registrations() const {
+  const std::lock_guard lock(mutex_);
+  return registrations_;
 }
 
 std::size_t FakeCloudClient::responses_outstanding() const {
@@ -319,13 +334,60 @@ std::uint32_t FakeCloudClient::file_upload(zvnc::Road, void* instance,
   return result;
 }
 
-std::uint32_t FakeCloudClient::connect_register(zvnc::Road, void* instance, const void*,
-                                                const void*, const char* topic,
-                                                const char* transport, const void*) {
-  const std::lock_guard lock(mutex_);
-  calls_.push_back("connect_register " + name_of(instance) + " " + quoted(topic) + " " +
-                   quoted(transport));
-  return 0;
+std::uint32_t FakeCloudClient::connect_register(zvnc::Road road, void* instance,
+                                                const cirrel_push_source* source,
+                                                const cirrel_push_destination* destination,
+                                                const char* topic, const char* transport,
+                                                const cirrel_push_callbacks* callbacks) {
+  PushRegistration registration;
+  std::function<std::uint32_t(const PushRegistration&)> function;
+  std::uint32_t result = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    registration = {road,
+                    name_of(instance),
+                    optional_text(source->user_token),
+                    optional_text(source->app_id),
+                    optional_text(source->device_id),
+                    optional_text(destination->app_id),
+                    optional_text(destination->device_id),
+                    optional_text(topic),
+                    optional_text(transport),
+                    callbacks->on_done,
+                    callbacks->on_event,
+                    callbacks->context};
+    registrations_.push_back(registration);
+    calls_.push_back("connect_register " + registration.instance + " " + quoted(topic) + " " +
+                     quoted(transport));
+    function = register_function_;
+    result = register_result_;
+  }
+  // Outside the lock: a scripted result may wait for another thread's call.
+  if (function) result = function(registration);
+  if (result == 0) {
+    const std::lock_guard lock(mutex_);
+    const PushTarget target{registration.on_event, registration.context};
+    if (std::find(push_targets_.begin(), push_targets_.end(), target) == push_targets_.end()) {
+      push_targets_.push_back(target);
+    }
+  }
+  return result;
+}
+
+std::size_t FakeCloudClient::push(const std::string& text) {
+  std::string buffer = text + "\"rubbish behind the text";
+  const cirrel_response response{nullptr, buffer.data(), text.size()};
+  return push_response(&response);
+}
+
+std::size_t FakeCloudClient::push_response(const cirrel_response* response) {
+  std::vector<PushTarget> targets;
+  {
+    const std::lock_guard lock(mutex_);
+    targets = push_targets_;
+  }
+  for (const PushTarget& target : targets) target.callback(response, target.context);
+  return targets.size();
 }
 
 std::string FakeCloudClient::name_of(void* instance) const {

@@ -58,6 +58,22 @@ struct CloudUpCallback {
   void* context;  ///< null for a removal, which has none
 };
 
+/// One connect_register, its records and texts copied. A text that is none was null.
+struct PushRegistration {
+  zvnc::Road road;
+  std::string instance;
+  std::optional<std::string> source_user_token;
+  std::optional<std::string> source_app_id;
+  std::optional<std::string> source_device_id;
+  std::optional<std::string> destination_app_id;
+  std::optional<std::string> destination_device_id;
+  std::optional<std::string> topic;
+  std::optional<std::string> transport;
+  cirrel_push_callback on_done;
+  cirrel_push_callback on_event;
+  void* context;
+};
+
 /// The cloud client as tests see it: answers what they script, records what it was asked. Stands
 /// behind a loaded library "zvnc", behind a table of functions of its own, or behind both. One at a
 /// time; every operation may be called from any thread.
@@ -99,6 +115,17 @@ class FakeCloudClient final : public zvnc::Backend {
   /// What the next uploads report before they end.
   void set_upload_reports(std::vector<cirrel_upload_status> reports);
 
+  /// What connect_register gives from now on.
+  void set_register_result(std::uint32_t result);
+  void register_by(std::function<std::uint32_t(const PushRegistration&)> function);
+
+  /// A push comes in, on this thread: once for each pair of function and context that a successful
+  /// connect_register brought. What lies behind the text isn't a terminator. Gives how many pairs
+  /// there were.
+  std::size_t push(const std::string& text);
+  /// The same with a response as it is, or none.
+  std::size_t push_response(const cirrel_response* response);
+
   // What was asked.
   std::vector<std::string> calls() const;
   std::size_t count(const std::string& call) const;            ///< lines that are exactly this
@@ -111,6 +138,7 @@ class FakeCloudClient final : public zvnc::Backend {
   std::vector<std::uint32_t> report_results() const;  ///< of the upload callback
   std::vector<CloudUpCallback> added_callbacks() const;
   std::vector<CloudUpCallback> removed_callbacks() const;
+  std::vector<PushRegistration> registrations() const;  ///< the failed ones too
   std::size_t responses_outstanding() const;
   std::size_t instances_alive() const;
 
@@ -124,14 +152,20 @@ class FakeCloudClient final : public zvnc::Backend {
                            void* out) override;
   std::uint32_t file_upload(zvnc::Road road, void* instance, const cirrel_upload_request* request,
                             cirrel_upload_callback callback, void* context) override;
-  std::uint32_t connect_register(zvnc::Road road, void* instance, const void* source,
-                                 const void* destination, const char* topic, const char* transport,
-                                 const void* callbacks) override;
+  std::uint32_t connect_register(zvnc::Road road, void* instance, const cirrel_push_source* source,
+                                 const cirrel_push_destination* destination, const char* topic,
+                                 const char* transport,
+                                 const cirrel_push_callbacks* callbacks) override;
 
  private:
   struct Response {
     cirrel_response record;
     std::string buffer;
+  };
+  struct PushTarget {
+    cirrel_push_callback callback;
+    void* context;
+    bool operator==(const PushTarget&) const = default;
   };
 
   std::string name_of(void* instance) const;
@@ -157,6 +191,8 @@ class FakeCloudClient final : public zvnc::Backend {
   std::uint32_t cloud_status_result_ = 0;
   std::uint32_t upload_result_ = 0;
   std::vector<cirrel_upload_status> upload_reports_;
+  std::uint32_t register_result_ = 0;
+  std::function<std::uint32_t(const PushRegistration&)> register_function_;
 
   std::vector<std::string> calls_;
   std::vector<Ask> asks_;
@@ -165,6 +201,8 @@ class FakeCloudClient final : public zvnc::Backend {
   std::vector<std::uint32_t> report_results_;
   std::vector<CloudUpCallback> added_callbacks_;
   std::vector<CloudUpCallback> removed_callbacks_;
+  std::vector<PushRegistration> registrations_;
+  std::vector<PushTarget> push_targets_;
 };
 
 }  // namespace support

@@ -45,8 +45,9 @@ std::uint32_t file_upload(void* instance, const cirrel_upload_request* request,
   return backend.load()->file_upload(road, instance, request, callback, context);
 }
 
-std::uint32_t register_connect(void* instance, const void* source, const void* destination,
-                               const char* topic, const char* transport, const void* callbacks) {
+std::uint32_t register_connect(void* instance, const cirrel_push_source* source,
+                               const cirrel_push_destination* destination, const char* topic,
+                               const char* transport, const cirrel_push_callbacks* callbacks) {
   return backend.load()->connect_register(road, instance, source, destination, topic, transport,
                                           callbacks);
 }
@@ -72,7 +73,7 @@ cirrel_client make_cloud_client_table(zvnc::Backend& the_backend) {
   table.zvcirrel_set_option = set_option;
   table.zvcirrel_get_option = get_option;
   table.zvcirrel_file_upload = file_upload;
-  table.connect_register = reinterpret_cast<void*>(&register_connect);
+  table.connect_register = register_connect;
   return table;
 }
 

@@ -7,6 +7,7 @@
 //   PROBE_HAS_CREATE    1 or 0: ZvCreateObject
 //   PROBE_HAS_DESTROY   1 or 0: ZvDestroyObject
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -19,8 +20,11 @@
 
 namespace {
 
+class plugin_probe;
+
 struct probe_state {
   std::mutex mutex;
+  std::vector<plugin_probe*> living;  ///< several, where several threads ask
   std::vector<std::wstring> steps;
   std::map<std::wstring, std::uint32_t> failures;
   std::map<std::uint32_t, std::optional<std::wstring>> strings;
@@ -107,8 +111,6 @@ class plugin_probe final : public IServConfig {
   std::map<std::uint32_t, std::optional<std::wstring>> strings_;
 };
 
-plugin_probe* the_plugin = nullptr;
-
 }  // namespace
 
 ABI_EXPORT void ProbeReset() {
@@ -139,16 +141,31 @@ ABI_EXPORT void ProbeVisit(void (*visit)(void* context, const wchar_t* step), vo
 ABI_EXPORT std::uint32_t ZvCreateObject(const wchar_t* name, IID id, void** out) {
   record(std::wstring(L"create ") + name + L" " + name_of(id));
   if (const std::uint32_t number = failure_of(L"create"); number != 0) return number;
-  the_plugin = new plugin_probe();
-  *out = the_plugin;
+  auto* const created = new plugin_probe();
+  const std::lock_guard lock(state().mutex);
+  state().living.push_back(created);
+  *out = created;
   return 0;
 }
 #endif
 
 #if PROBE_HAS_DESTROY
 ABI_EXPORT void ZvDestroyObject(const wchar_t* name, void* object) {
-  const bool is_base = the_plugin != nullptr && object == the_plugin->base();
+  plugin_probe* destroyed = nullptr;
+  bool is_base = false;
+  {
+    const std::lock_guard lock(state().mutex);
+    auto& living = state().living;
+    auto found = std::find_if(living.begin(), living.end(),
+                              [&](plugin_probe* plugin) { return plugin->base() == object; });
+    is_base = found != living.end();
+    if (!is_base && !living.empty()) found = living.end() - 1;  // whoever is meant by it
+    if (found != living.end()) {
+      destroyed = *found;
+      living.erase(found);
+    }
+  }
   record(std::wstring(L"destroy ") + name + (is_base ? L"" : L" by a wrong pointer"));
-  delete std::exchange(the_plugin, nullptr);
+  delete destroyed;
 }
 #endif

@@ -72,9 +72,11 @@ class Backend {
   virtual std::uint32_t get_option(Road road, void* instance, std::uint32_t option, void* out) = 0;
   virtual std::uint32_t file_upload(Road road, void* instance, const cirrel_upload_request* request,
                                     cirrel_upload_callback callback, void* context) = 0;
-  virtual std::uint32_t connect_register(Road road, void* instance, const void* source,
-                                         const void* destination, const char* topic,
-                                         const char* transport, const void* callbacks) = 0;
+  virtual std::uint32_t connect_register(Road road, void* instance,
+                                         const cirrel_push_source* source,
+                                         const cirrel_push_destination* destination,
+                                         const char* topic, const char* transport,
+                                         const cirrel_push_callbacks* callbacks) = 0;
 
  protected:
   ~Backend() = default;

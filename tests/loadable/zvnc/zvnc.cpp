@@ -60,9 +60,10 @@ ABI_EXPORT std::uint32_t zvcirrel_file_upload(void* instance, const cirrel_uploa
   });
 }
 
-ABI_EXPORT std::uint32_t connect_register(void* instance, const void* source,
-                                          const void* destination, const char* topic,
-                                          const char* transport, const void* callbacks) {
+ABI_EXPORT std::uint32_t connect_register(void* instance, const cirrel_push_source* source,
+                                          const cirrel_push_destination* destination,
+                                          const char* topic, const char* transport,
+                                          const cirrel_push_callbacks* callbacks) {
   return forward([&](zvnc::Backend& to) {
     return to.connect_register(zvnc::Road::library, instance, source, destination, topic, transport,
                                callbacks);
