@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -19,7 +20,7 @@ using nlohmann::json;
 
 constexpr const char* json_type = "application/json";
 constexpr std::size_t remembered_requests = 256;
-/// A stalled request holds a thread, and so will each push stream.
+/// A stalled request holds a thread, and so does each push stream.
 constexpr std::size_t threads = 64;
 constexpr time_t patience_seconds = 60;
 
@@ -52,15 +53,19 @@ FaultSelection selection(const httplib::Request& request) {
 }  // namespace
 
 Cloud::Cloud(const Options& options)
-    : server_(options.certificate.empty() ? std::make_unique<httplib::Server>()
+    : pushes_(options.commands, std::chrono::milliseconds(options.beat_milliseconds)),
+      server_(options.certificate.empty() ? std::make_unique<httplib::Server>()
                                           : make_tls_server(options.certificate)) {
   server_->new_task_queue = [] { return new httplib::ThreadPool(threads); };
+  // Small pushes would wait for each other.
+  server_->set_tcp_nodelay(true);
   server_->set_read_timeout(patience_seconds);
   server_->set_write_timeout(patience_seconds);
   // One request a connection: an idle connection would hold up the stop.
   server_->set_keep_alive_max_count(1);
   add_routes();
   serve_admin();
+  pushes_.add_admin_routes(*server_);
 
   port_ = bind_alone(*server_, options.port);
   address_ = (options.certificate.empty() ? "http://127.0.0.1:" : "https://127.0.0.1:") +
@@ -70,6 +75,7 @@ Cloud::Cloud(const Options& options)
 
 Cloud::~Cloud() {
   faults_.release();
+  pushes_.streams().release();
   server_->stop();
   thread_.join();
 }
@@ -104,6 +110,18 @@ void Cloud::add_routes() {
     const auto fault = faults_.take("health", "");
     if (!fault || !apply(*fault, "", response)) write(response, {{"status", "up"}});
   });
+  server_->Post("/push/register",
+                [this](const httplib::Request& request, httplib::Response& response) {
+                  const auto fault = faults_.take("push", "register");
+                  if (!fault || !apply(*fault, "", response))
+                    pushes_.serve_register(request, response);
+                });
+  server_->Post("/push/stream",
+                [this](const httplib::Request& request, httplib::Response& response) {
+                  const auto fault = faults_.take("push", "stream");
+                  if (!fault || !apply(*fault, "", response))
+                    pushes_.serve_stream(request, response);
+                });
 }
 
 void Cloud::serve_request(const httplib::Request& request, httplib::Response& response) {
@@ -113,7 +131,9 @@ void Cloud::serve_request(const httplib::Request& request, httplib::Response& re
            request);
   const auto fault = faults_.take(service, method);
   if (fault && apply(*fault, request.body, response)) return;
-  response.set_content(answer(service, request.body), json_type);
+  const bool is_commands = service == "connect/commands";
+  response.set_content(is_commands ? pushes_.answer(request.body) : answer(service, request.body),
+                       json_type);
 }
 
 void Cloud::serve_upload(const httplib::Request& request, httplib::Response& response,
@@ -182,7 +202,9 @@ void Cloud::serve_admin() {
   });
   server_->Get("/admin/info", [this](const httplib::Request&, httplib::Response& response) {
     const std::lock_guard guard(requests_mutex_);
-    write(response, {{"process", os::process_id()}, {"requests", request_count_}});
+    write(response, {{"process", os::process_id()},
+                     {"requests", request_count_},
+                     {"registrations", pushes_.streams().registrations()}});
   });
 }
 

@@ -9,6 +9,7 @@ namespace devkit {
 namespace {
 
 constexpr time_t patience_seconds = 10;
+constexpr const char* json_type = "application/json";
 
 httplib::Client connected(const std::string& address) {
   httplib::Client client(address);
@@ -31,6 +32,15 @@ nlohmann::json read(const httplib::Result& result, const std::string& address) {
   if (answer.is_discarded())
     throw std::runtime_error("what answers at " + address + " is no development cloud");
   return answer;
+}
+
+nlohmann::json push_json(const char* kind, const PushTarget& target, const std::string& name,
+                         const nlohmann::json& params) {
+  return {{"kind", kind},
+          {"app_id", target.app_id},
+          {"device_id", target.device_id},
+          {"name", name},
+          {"params", params}};
 }
 
 }  // namespace
@@ -60,6 +70,44 @@ std::size_t CloudAdmin::clear_faults(const FaultSelection& selection) const {
   if (selection.method) given.emplace("method", *selection.method);
   const std::string path = httplib::append_query_params("/admin/faults", given);
   return read(connected(address_).Delete(path), address_).value("cleared", std::size_t{0});
+}
+
+nlohmann::json CloudAdmin::push(const nlohmann::json& request) const {
+  return read(connected(address_).Post("/admin/push", request.dump(), json_type), address_);
+}
+
+std::size_t CloudAdmin::push_event(const PushTarget& target, const std::string& name,
+                                   const nlohmann::json& params) const {
+  return push(push_json("event", target, name, params)).at("streams");
+}
+
+std::string CloudAdmin::push_command(const PushTarget& target, const std::string& name,
+                                     const nlohmann::json& params) const {
+  return push(push_json("command", target, name, params)).at("command_id");
+}
+
+std::size_t CloudAdmin::push_text(const PushTarget& target, const std::string& text) const {
+  const std::string path = httplib::append_query_params(
+      "/admin/push/text", {{"app_id", target.app_id}, {"device_id", target.device_id}});
+  return read(connected(address_).Post(path, text, "application/octet-stream"), address_)
+      .at("streams");
+}
+
+nlohmann::json CloudAdmin::commands() const {
+  return read(connected(address_).Get("/admin/commands"), address_);
+}
+
+nlohmann::json CloudAdmin::streams() const {
+  return read(connected(address_).Get("/admin/streams"), address_);
+}
+
+std::size_t CloudAdmin::break_streams() const {
+  return read(connected(address_).Delete("/admin/streams"), address_).at("ended");
+}
+
+void CloudAdmin::accept_tokens(const std::vector<std::string>& tokens) const {
+  read(connected(address_).Put("/admin/tokens", nlohmann::json(tokens).dump(), json_type),
+       address_);
 }
 
 }  // namespace devkit

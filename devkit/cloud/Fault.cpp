@@ -29,8 +29,8 @@ std::optional<std::uint32_t> number(const nlohmann::json& json, const char* name
 }  // namespace
 
 bool Fault::concerns(const std::string& a_service, const std::string& a_method) const {
-  // The heartbeat is no service: only who names it means it.
-  if (service == "*" && a_service == "health") return false;
+  // Heartbeat and pushes are no services: only who names them means them.
+  if (service == "*" && (a_service == "health" || a_service == "push")) return false;
   return (service == "*" || service == a_service) && (method == "*" || method == a_method);
 }
 

@@ -2,6 +2,9 @@
 
 #include <httplib.h>
 
+#include <chrono>
+
+#include "devkit/cloud/StreamRelay.h"
 #include "devkit/cloud/serving.h"
 
 namespace devkit {
@@ -68,6 +71,11 @@ void Proxy::serve(const httplib::Request& request, httplib::Response& response) 
   onward.set_header("Content-Type", request.get_header_value("Content-Type"));
   // The cloud remembers it, and so tells which road a request has taken.
   onward.set_header("X-Splice-Proxy", std::to_string(port_));
+  if (onward.path == "/push/stream") {
+    ++forwarded_;
+    return relay(std::make_shared<StreamRelay>(request.target.substr(0, path), std::move(onward)),
+                 response);
+  }
   httplib::Client client(request.target.substr(0, path));
   const httplib::Result result = client.send(onward);
   if (!result) {
@@ -77,6 +85,20 @@ void Proxy::serve(const httplib::Request& request, httplib::Response& response) 
   ++forwarded_;
   response.status = result->status;
   response.set_content(result->body, result->get_header_value("Content-Type"));
+}
+
+void Proxy::relay(const std::shared_ptr<StreamRelay>& stream, httplib::Response& response) {
+  response.status = stream->status().value_or(502);
+  response.set_chunked_content_provider(
+      "application/octet-stream", [stream](std::size_t, httplib::DataSink& sink) {
+        const auto bytes = stream->next(std::chrono::milliseconds(100));
+        if (!bytes) {
+          sink.done();
+          return true;
+        }
+        // Nothing to write is no end, unless the other side has gone.
+        return bytes->empty() ? sink.is_writable() : sink.write(bytes->data(), bytes->size());
+      });
 }
 
 }  // namespace devkit

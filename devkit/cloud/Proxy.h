@@ -14,7 +14,10 @@ struct Response;
 
 namespace devkit {
 
-/// A forwarding HTTP proxy on a free port of 127.0.0.1, for plain HTTP. With a user it asks for
+class StreamRelay;
+
+/// A forwarding HTTP proxy on a free port of 127.0.0.1, for plain HTTP. Push streams are
+/// passed on as they come. With a user it asks for
 /// that user's password and refuses all others with 407.
 class Proxy {
  public:
@@ -30,6 +33,7 @@ class Proxy {
   std::uint32_t refused() const noexcept { return refused_; }
 
  private:
+  static void relay(const std::shared_ptr<StreamRelay>& stream, httplib::Response& response);
   void serve(const httplib::Request& request, httplib::Response& response);
 
   std::string credentials_;  ///< what the header has to say; empty: nothing

@@ -53,6 +53,12 @@ std::string answer(const std::string& service, const std::string& body) {
   return written(reply);
 }
 
+std::string result_answer(const std::string& body, const std::string& result) {
+  json reply = frame(parsed(body));
+  reply["result"] = json::parse(result);
+  return written(reply);
+}
+
 std::string error_answer(const std::string& body, const std::string& error) {
   json reply = frame(parsed(body));
   reply["error"] = json::parse(error);

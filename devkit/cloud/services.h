@@ -14,6 +14,8 @@ std::string method_of(const std::string& body);
 ///   technology/echo  what came, byte for byte (the one that isn't JSON-RPC)
 /// or with the error -32601 for a service that there isn't.
 std::string answer(const std::string& service, const std::string& body);
+/// An answer that says `result` (JSON text).
+std::string result_answer(const std::string& body, const std::string& result);
 /// An answer that says `error` (JSON text) in the place of a result.
 std::string error_answer(const std::string& body, const std::string& error);
 

@@ -89,19 +89,30 @@ Defaults Defaults::read() {
       number_of(settings, "SPLICE_HEALTH_MS", "health_milliseconds", 500));
   defaults.answer_limit =
       number_of(settings, "SPLICE_ANSWER_LIMIT", "answer_limit", default_answer_limit);
+  const auto small = [&](const char* variable, const char* key, std::uint32_t otherwise) {
+    return std::max(1u, static_cast<std::uint32_t>(number_of(settings, variable, key, otherwise)));
+  };
+  defaults.pushes = {small("SPLICE_PUSH_THREADS", "push_threads", 1),
+                     small("SPLICE_PUSH_RETRY_MS", "push_retry_milliseconds", 100),
+                     small("SPLICE_PUSH_SILENCE_MS", "push_silence_milliseconds", 10000)};
   return defaults;
 }
 
-Instance::Instance() : defaults_(Defaults::read()) {}
+Instance::Instance()
+    : defaults_(Defaults::read()),
+      pushes_([this] { return route(settings()); }, defaults_.pushes) {}
 
 Instance::~Instance() {
   close();
 }
 
 std::uint32_t Instance::close() {
-  if (watcher_id_ == std::this_thread::get_id()) return status::wrong_thread;
+  if (watcher_id_ == std::this_thread::get_id() || pushes_.is_own_thread())
+    return status::wrong_thread;
   stop_watching();
+  // Before the pushes: one of their callbacks may be waiting for an answer.
   cancellation_.cancel();
+  pushes_.stop();
   return status::ok;
 }
 
@@ -153,6 +164,11 @@ std::uint32_t Instance::upload(const cirrel_upload_request& request,
   return result;
 }
 
+std::uint32_t Instance::register_for_pushes(const PushTarget& target, const std::string& token,
+                                            const cirrel_push_callbacks& callbacks) {
+  return pushes_.add(target, callbacks, token, cancellation_);
+}
+
 std::uint32_t Instance::set_number(std::uint32_t option, std::uint32_t value) {
   {
     const std::lock_guard guard(mutex_);
@@ -176,6 +192,7 @@ std::uint32_t Instance::set_number(std::uint32_t option, std::uint32_t value) {
         return status::unknown_option;
     }
   }
+  if (option == ZVCIRREL_OPT_SSL) pushes_.check_route();
   if (option != ZVCIRREL_OPT_CLOUD_INIT) return status::ok;
   if (watcher_id_ == std::this_thread::get_id()) return status::wrong_thread;
   if (value != 0) {
@@ -188,17 +205,23 @@ std::uint32_t Instance::set_number(std::uint32_t option, std::uint32_t value) {
 
 std::uint32_t Instance::set_local_server(const char* server) {
   if (server == nullptr) return status::invalid_argument;
-  const std::lock_guard guard(mutex_);
-  settings_.local_server = server;
+  {
+    const std::lock_guard guard(mutex_);
+    settings_.local_server = server;
+  }
+  pushes_.check_route();
   return status::ok;
 }
 
 std::uint32_t Instance::set_proxy(std::uint32_t option, const char* proxy, const char* user,
                                   const char* password) {
   if (proxy == nullptr || user == nullptr || password == nullptr) return status::invalid_argument;
-  const std::lock_guard guard(mutex_);
-  (option == ZVCIRREL_OPT_PROXY ? settings_.proxy : settings_.local_proxy) = {proxy, user,
-                                                                              password};
+  {
+    const std::lock_guard guard(mutex_);
+    (option == ZVCIRREL_OPT_PROXY ? settings_.proxy : settings_.local_proxy) = {proxy, user,
+                                                                                password};
+  }
+  pushes_.check_route();
   return status::ok;
 }
 

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "devkit/zvnc/CloudUpCallbacks.h"
+#include "devkit/zvnc/PushStream.h"
 #include "devkit/zvnc/Transfer.h"
 
 namespace zvnc {
@@ -21,6 +22,8 @@ struct Defaults {
   std::uint32_t
       health_milliseconds;     ///< SPLICE_HEALTH_MS, "health_milliseconds": the heartbeat's pause
   std::uint64_t answer_limit;  ///< SPLICE_ANSWER_LIMIT, "answer_limit": bytes of the longest answer
+  PushDefaults pushes;         ///< SPLICE_PUSH_THREADS, _RETRY_MS and _SILENCE_MS, "push_threads",
+                               ///< "push_retry_milliseconds" and "push_silence_milliseconds"
 
   static Defaults read();
 };
@@ -38,6 +41,10 @@ class Instance {
   std::uint32_t upload(const cirrel_upload_request& request, cirrel_upload_callback callback,
                        void* context);
 
+  /// Has pushes for the target come to the callbacks until the instance ends.
+  std::uint32_t register_for_pushes(const PushTarget& target, const std::string& token,
+                                    const cirrel_push_callbacks& callbacks);
+
   std::uint32_t set_number(std::uint32_t option, std::uint32_t value);
   std::uint32_t set_local_server(const char* server);
   std::uint32_t set_proxy(std::uint32_t option, const char* proxy, const char* user,
@@ -45,7 +52,8 @@ class Instance {
   std::uint32_t get_number(std::uint32_t option, std::uint32_t& value);
   CloudUpCallbacks& callbacks() noexcept { return callbacks_; }
 
-  /// Ends the watching and all that is on the wire. `wrong_thread` on the watcher's own thread.
+  /// Ends the watching, the pushes and all that is on the wire, and waits for running callbacks.
+  /// `wrong_thread` on a callback's own thread.
   std::uint32_t close();
 
  private:
@@ -78,6 +86,7 @@ class Instance {
   Settings settings_;
   Cancellation cancellation_;
   CloudUpCallbacks callbacks_;
+  PushStream pushes_;
   std::atomic<bool> is_up_ = false;
 
   std::mutex watcher_mutex_;  ///< held across the watcher's start and stop

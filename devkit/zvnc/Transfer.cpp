@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint64_t default_limit = 64 * 1024 * 1024;
 /// A cancellation wakes the wait; the bound only covers one that comes between two waits.
 constexpr int longest_wait_milliseconds = 200;
+constexpr std::uint32_t connect_milliseconds = 20000;
 
 }  // namespace
 
@@ -47,6 +48,7 @@ void Cancellation::leave(void* transfer) {
 struct Transfer::Callbacks {
   static std::size_t on_answer(char* data, std::size_t, std::size_t size, void* self) {
     Transfer& transfer = *static_cast<Transfer*>(self);
+    if (transfer.receiver_) return transfer.hand_out({data, size}) ? size : 0;
     if (transfer.answer_.size() + size > transfer.limit_) {
       transfer.too_large_ = true;
       return 0;
@@ -89,8 +91,10 @@ Transfer::Transfer(const Route& route, const std::string& path, std::uint32_t ti
   curl_easy_setopt(easy_, CURLOPT_PATH_AS_IS, 1L);  // a service may be called ".."
   curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(easy_, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout_milliseconds & 0x7FFFFFFF));
-  curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS,
-                   static_cast<long>(timeout_milliseconds & 0x7FFFFFFF));
+  curl_easy_setopt(
+      easy_, CURLOPT_CONNECTTIMEOUT_MS,
+      static_cast<long>((timeout_milliseconds != 0 ? timeout_milliseconds : connect_milliseconds) &
+                        0x7FFFFFFF));
   curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Callbacks::on_answer);
   curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
   if (!route.certificates.empty())
@@ -149,14 +153,39 @@ bool Transfer::post_file(const std::filesystem::path& file,
   return true;
 }
 
+void Transfer::receive(std::function<bool(std::string_view)> receiver,
+                       std::uint32_t silence_milliseconds) {
+  receiver_ = std::move(receiver);
+  longest_silence_ = std::chrono::milliseconds(silence_milliseconds);
+}
+
+bool Transfer::hand_out(std::string_view bytes) {
+  long code = 0;
+  curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &code);
+  // The words of a refusal are not what is waited for; the status tells it all.
+  if (code < 200 || code >= 300) return true;
+  try {
+    called_off_ = !receiver_(bytes);
+  } catch (...) {
+    called_off_ = true;
+  }
+  // Now, since the receiver may have taken its time.
+  last_heard_ = std::chrono::steady_clock::now();
+  return !called_off_;
+}
+
 std::uint32_t Transfer::run(Cancellation& cancellation) {
   curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headers_);
   curl_multi_add_handle(multi_, easy_);
   cancellation.enter(multi_);
   CURLcode result = CURLE_OK;
   int running = 1;
+  bool is_silent = false;
+  last_heard_ = std::chrono::steady_clock::now();
   while (running != 0 && !cancellation.is_cancelled()) {
     if (curl_multi_perform(multi_, &running) != CURLM_OK) break;
+    is_silent = std::chrono::steady_clock::now() - last_heard_ > longest_silence_;
+    if (is_silent) break;
     if (running != 0) curl_multi_poll(multi_, nullptr, 0, longest_wait_milliseconds, nullptr);
   }
   cancellation.leave(multi_);
@@ -170,6 +199,7 @@ std::uint32_t Transfer::run(Cancellation& cancellation) {
     }
   }
   curl_multi_remove_handle(multi_, easy_);
+  if (!finished && is_silent) return status::timed_out;
   if (!finished) return cancellation.is_cancelled() ? status::cancelled : status::internal;
   return as_status(result);
 }
@@ -207,6 +237,7 @@ std::uint32_t Transfer::as_status(int result) const {
     case CURLE_OUT_OF_MEMORY:
       return status::out_of_memory;
     case CURLE_WRITE_ERROR:
+      if (called_off_) return status::cancelled;
       return too_large_ ? status::answer_too_large : status::internal;
     case CURLE_ABORTED_BY_CALLBACK:
       return called_off_ ? status::cancelled : status::no_such_file;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -33,6 +34,8 @@ struct Route {
   std::string proxy_user;
   std::string proxy_password;
   std::string certificates;  ///< file of trusted certificates; empty for the system's
+
+  bool operator==(const Route&) const = default;
 };
 
 /// The way to call off all transfers of an instance, at once and for good.
@@ -53,6 +56,7 @@ class Cancellation {
 /// One HTTP exchange on the calling thread. Every failure becomes a number of status.h.
 class Transfer {
  public:
+  /// With a timeout of 0 it may last for ever, once it is connected.
   Transfer(const Route& route, const std::string& path, std::uint32_t timeout_milliseconds);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
@@ -66,6 +70,10 @@ class Transfer {
   bool post_file(const std::filesystem::path& file,
                  std::function<bool(std::uint64_t sent)> progress);
   std::uint64_t file_size() const noexcept { return file_size_; }
+  /// Hands the answer out piece by piece, on the thread of `run`, in place of keeping it; false
+  /// calls the transfer off. A silence of `silence_milliseconds` is a timeout.
+  void receive(std::function<bool(std::string_view bytes)> receiver,
+               std::uint32_t silence_milliseconds);
   void limit_answer(std::uint64_t bytes) noexcept { limit_ = bytes; }
 
   /// Blocks until the exchange has ended in one way or another.
@@ -76,6 +84,7 @@ class Transfer {
   struct open_file;
 
   struct Callbacks;
+  bool hand_out(std::string_view bytes);
   std::uint32_t as_status(int result) const;
   std::uint32_t http_status() const;
 
@@ -87,6 +96,9 @@ class Transfer {
   std::uint64_t limit_;
   bool too_large_ = false;
   bool called_off_ = false;
+  std::function<bool(std::string_view)> receiver_;
+  std::chrono::steady_clock::duration longest_silence_ = std::chrono::steady_clock::duration::max();
+  std::chrono::steady_clock::time_point last_heard_;
   open_file* file_ = nullptr;
   std::uint64_t file_size_ = 0;
   std::function<bool(std::uint64_t)> progress_;

@@ -88,6 +88,15 @@ std::uint32_t set_callback(zvnc::Instance& instance, std::uint32_t option,
   return status::ok;
 }
 
+bool is(const char* text, const char* expected) {
+  return text != nullptr && std::strcmp(text, expected) == 0;
+}
+
+/// The first of the two that isn't empty.
+const char* first_of(const char* one, const char* other) {
+  return *one != '\0' ? one : other;
+}
+
 /// Reads what the option takes, and no more.
 std::uint32_t set_option(zvnc::Instance& instance, std::uint32_t option, va_list arguments) {
   switch (option) {
@@ -148,6 +157,23 @@ ABI_EXPORT std::uint32_t zvcirrel_ask(void* handle, const cirrel_ask_request* re
     const std::uint32_t result = instance.ask(*request, answer);
     if (result == status::ok) *response = make_response(answer);
     return result;
+  });
+}
+
+ABI_EXPORT std::uint32_t connect_register(void* handle, const cirrel_push_source* source,
+                                          const cirrel_push_destination* destination,
+                                          const char* topic, const char* transport,
+                                          const cirrel_push_callbacks* callbacks) {
+  if (source == nullptr || source->user_token == nullptr || source->app_id == nullptr ||
+      source->device_id == nullptr || destination == nullptr || destination->app_id == nullptr ||
+      destination->device_id == nullptr || callbacks == nullptr || callbacks->on_done == nullptr ||
+      callbacks->on_event == nullptr || !is(topic, "event") || !is(transport, "secure_web")) {
+    return status::invalid_argument;
+  }
+  return on_instance(handle, [&](zvnc::Instance& instance) {
+    return instance.register_for_pushes({first_of(destination->app_id, source->app_id),
+                                         first_of(destination->device_id, source->device_id)},
+                                        source->user_token, *callbacks);
   });
 }
 

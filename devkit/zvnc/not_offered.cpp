@@ -47,4 +47,3 @@ ABI_EXPORT double zvcirrel_json_real() {
   return 0;
 }
 ANSWERS_ZERO(zvcirrel_json_type_of)
-ANSWERS_STATUS(connect_register)

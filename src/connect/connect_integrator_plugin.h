@@ -24,7 +24,8 @@
 /// follows who the user is.
 ///
 /// The lifecycle lock comes before the identity lock. The push service is told of a new user under
-/// the identity lock, so it must not wait for anybody who asks for the user.
+/// the identity lock, and takes the locks of its tables then: a push callback in this process that
+/// waits just then for a request in the user's name waits for ever.
 class connect_integrator_plugin final : public IConnectIntegrator,
                                         public IAuthDataProvider,
                                         public IProductAgentEvents,

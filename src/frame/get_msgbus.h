@@ -31,5 +31,6 @@ using ZvGetInterface_t = IBusHost* (*)(IID id);
 /// logged.
 IBus* get_msgbus();
 
-/// The same, but of a library of that name wherever it was loaded from.
+/// The same, but of a library of that name wherever it was loaded from. That there are two ways is
+/// meant: plug-ins take the one, whoever looks for a channel the other.
 IBus* find_msgbus();

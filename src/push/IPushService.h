@@ -28,7 +28,7 @@ class IPushService {
   virtual std::uint32_t register_push_commands_callback(const command_callback& callback,
                                                         void* context, const connect_source& source,
                                                         const connect_destination& dest) = 0;
-  /// Afterwards the callback is no more called with this context.
+  /// Afterwards the callback is no more called with this context, unless the user is unknown.
   virtual void unregister_push_events_callback(const event_callback& callback, void* context,
                                                const connect_source& source,
                                                const connect_destination& dest) = 0;

@@ -34,6 +34,7 @@ class app_id_table
     : public std::unordered_map<zv::StringT<char>, std::list<callback_entry<Callback>>, app_id_hash,
                                 same_app_id> {
  public:
+  /// With 8 buckets, which the library may round up.
   app_id_table() : app_id_table::unordered_map(8) {}
 };
 

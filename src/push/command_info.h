@@ -19,8 +19,11 @@ static_assert(offsetof(command_info, name) == 8 && offsetof(command_info, id) ==
 static_assert(offsetof(command_info, params) == 24 && offsetof(command_info, timestamp) == 32);
 static_assert(sizeof(command_info) == 40);
 
-/// Runs under a lock of whoever delivers: it must not register or unregister command callbacks
-/// there. The same command may come more than once.
+/// Runs under a lock of whoever delivers. It must neither register nor unregister anything. Where
+/// the deliverer is the process with the cloud client, a command that comes anew is handed out
+/// under a lock that its completion needs, so it is completed from another thread; the client that
+/// all other processes have takes the completion on the spot. The same command may come more than
+/// once.
 using command_callback = void (*)(const command_info& command, void* context);
 
 }  // namespace cloud::push

@@ -19,7 +19,9 @@ static_assert(offsetof(event_info, destination_app_id) == 16 &&
               offsetof(event_info, timestamp) == 32);
 static_assert(sizeof(event_info) == 40);
 
-/// Runs under a lock of whoever delivers: it must not register or unregister event callbacks there.
+/// Runs under a lock of whoever delivers. It must neither register nor unregister anything, and
+/// must leave the completion of commands to another thread: with some deliverer each of these would
+/// wait for itself.
 using event_callback = void (*)(const event_info& event, void* context);
 
 }  // namespace cloud::push

@@ -23,11 +23,14 @@ const zv::StringT<char>& first_not_empty(const zv::StringT<char>& preferred,
 }
 
 /// Adds the callback at the end. False if it is there already.
-template <class Callback>
-bool add(std::list<callback_entry<Callback>>& entries, Callback callback, void* context) {
+template <class Table, class Callback>
+bool add(Table& table, const std::string& app_id, Callback callback, void* context) {
   const callback_entry<Callback> entry{callback, context};
+  // Made before its application: one without any callback would count as known for ever.
+  std::list<callback_entry<Callback>> added{entry};
+  auto& entries = table[app_id];
   if (std::find(entries.begin(), entries.end(), entry) != entries.end()) return false;
-  entries.push_back(entry);
+  entries.splice(entries.end(), added);
   return true;
 }
 
@@ -148,6 +151,7 @@ void push_service::unregister_push_events_callback(const event_callback& callbac
         << L"No auth data";
     return;
   }
+  // The cloud goes on sending: it knows no way back. What nobody wants falls through.
   const std::lock_guard guard(events_lock_);
   remove(events_, key_of(sender.value()), callback, context);
 }
@@ -173,7 +177,7 @@ push_service::register_result push_service::register_push_event(const event_call
   const std::string app_id = key_of(sender);
   const std::lock_guard guard(events_lock_);
   const bool is_known = events_.find(app_id) != events_.end();
-  add(events_[app_id], callback, context);
+  add(events_, app_id, callback, context);
   if (is_known) {
     log_topic(function, already_registered, app_id);
     return {};
@@ -190,7 +194,7 @@ push_service::register_result push_service::register_push_command(const command_
   const std::string app_id = key_of(sender);
   const std::lock_guard guard(commands_lock_);
   const bool is_known = commands_.find(app_id) != commands_.end();
-  const bool is_new_callback = add(commands_[app_id], callback, context);
+  const bool is_new_callback = add(commands_, app_id, callback, context);
   if (is_known) {
     // A callback that comes late gets what came before it; one that is there has had it.
     if (is_new_callback) send_offline_commands(sender, callback, context);
@@ -247,8 +251,9 @@ void push_service::register_internal_push_event(const connect_source& sender) {
     if (context != nullptr) static_cast<push_service*>(context)->on_internal_event(event);
   };
   const register_result result = register_push_event(callback, this, sender, {});
-  const std::uint32_t error = register_with_cloud(result, sender, false);
-  if (error != win_error::success) events_.erase(key_of(sender));
+  if (register_with_cloud(result, sender, false) == win_error::success) return;
+  const std::lock_guard guard(events_lock_);
+  events_.erase(key_of(sender));
 }
 
 void push_service::refresh_push_listeners(connect_source identity) {
@@ -257,6 +262,7 @@ void push_service::refresh_push_listeners(connect_source identity) {
     identity_ = identity;
   }
   {
+    // Held while the cloud is told, so that no application comes or goes unseen. Meant so.
     const std::lock_guard guard(events_lock_);
     for (const auto& [app_id, entries] : events_) {
       identity.app_id = app_id.c_str();
@@ -266,8 +272,9 @@ void push_service::refresh_push_listeners(connect_source identity) {
   const std::lock_guard guard(commands_lock_);
   for (const auto& [app_id, entries] : commands_) {
     // Not this application but the one that was registered last, and without the events lock. Both
-    // are meant: where there are applications with events, the last of them is the only one whose
-    // commands are listed, and nobody is registered twice.
+    // are meant, and so is what follows: where there are applications with events, the commands of
+    // the last of them are listed and no others, and applications with commands alone aren't
+    // registered anew.
     if (events_.find(key_of(identity)) != events_.end()) {
       get_offline_commands(key_of(identity));
       return;

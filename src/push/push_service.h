@@ -27,8 +27,8 @@ namespace cloud::push {
 /// commands lock while holding another. Callbacks run under the lock of their table.
 class push_service final : public IPushService, public ICloudConnectionObserver {
  public:
-  /// Asks the provider once who the user is. All but the instance may be used until the end of this
-  /// object, and none is owned.
+  /// Asks the provider once who the user is; it isn't used afterwards. None of these is owned. The
+  /// requests are used until the end of this object, the client and its instance may go before it.
   push_service(cirrel_client* client, void* instance, IConnectRequests* connect_requests,
                IAuthDataProvider* auth_provider);
   push_service(const push_service&) = delete;

@@ -119,7 +119,7 @@ std::uint32_t push_service_client::register_push_commands_callback(const command
   worker_.Submit(
       "send_offline_commands",
       [this, app_id, callback, context] {
-        send_offline_commands(source_of(app_id), callback, context);
+        replay(app_id, {callback, context});
       },
       [] {});
   return win_error::success;
@@ -183,18 +183,29 @@ void push_service_client::set_command_done_internal(const zv::StringT<char>& id,
       std::remove_if(pending_.begin(), pending_.end(),
                      [&id](const command_info& command) { return command.id.view() == id.view(); });
   if (left_over == pending_.end()) return;
-  // Before the node goes, so that the server hears of a completion no later than this list shows
-  // it.
   comm::send_push_command_done(std::string(id.view()), std::string(status.view()), source, dest);
-  // One node and no more, which is meant: if several records had matched, the shifted remainder
-  // would stay behind the list's end.
+  // One node and no more, which is meant: of records that share an identifier, stale ones stay.
   pending_.erase(left_over);
 }
 
 void push_service_client::send_offline_commands(const connect_source&,
                                                 const command_callback& callback, void* context) {
   const std::lock_guard guard(commands_lock_);
-  for (const command_info& command : pending_) callback(command, context);
+  hand_out_pending({callback, context});
+}
+
+void push_service_client::replay(const zv::StringT<char>& app_id,
+                                 const callback_entry<command_callback>& entry) {
+  const std::lock_guard guard(commands_lock_);
+  // Whoever has unregistered in the meantime may be gone.
+  const auto found = commands_.find(app_id);
+  if (found == commands_.end()) return;
+  const auto& entries = found->second;
+  if (std::find(entries.begin(), entries.end(), entry) != entries.end()) hand_out_pending(entry);
+}
+
+void push_service_client::hand_out_pending(const callback_entry<command_callback>& entry) {
+  for (const command_info& command : pending_) entry.callback(command, entry.context);
 }
 
 std::uint32_t push_service_client::on_event(const event_info& event) {

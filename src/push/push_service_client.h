@@ -24,7 +24,7 @@ namespace cloud::push {
 ///
 /// Nobody holds two of the locks. Callbacks run under the lock of their table, on threads of the
 /// pool; several may run at once, but no two under one lock. While an application is being
-/// registered with the server, its deliveries wait.
+/// registered with the server, all deliveries of that kind wait.
 class push_service_client final : public IPushCommClient, public ibus_observer {
  public:
   push_service_client();
@@ -77,6 +77,10 @@ class push_service_client final : public IPushCommClient, public ibus_observer {
   /// Gives the identifier by which the application is known from now on.
   zv::StringT<char> enlist_for_commands(command_callback callback, void* context,
                                         const zv::StringT<char>& given);
+  /// What a callback that has just registered gets, on the worker.
+  void replay(const zv::StringT<char>& app_id, const callback_entry<command_callback>& entry);
+  /// Under the commands lock.
+  void hand_out_pending(const callback_entry<command_callback>& entry);
   void set_command_done_internal(const zv::StringT<char>& id, const zv::StringT<char>& status,
                                  const connect_source& source, const connect_destination& dest);
 
@@ -96,7 +100,8 @@ class push_service_client final : public IPushCommClient, public ibus_observer {
   std::list<command_info> pending_;          ///< delivered, not yet done; guarded by commands_lock_
   std::once_flag management_once_;
   SerialWorker worker_;
-  ParallelWorkers idle_workers_;  ///< part of the object's life, and never given any work
+  ParallelWorkers
+      idle_workers_;  ///< never given any work, and meant so: it starts and ends with the object
   ParallelWorkers delivery_workers_;
   std::atomic<std::uint8_t> server_up_ = 0;
   IBus* bus_ = nullptr;

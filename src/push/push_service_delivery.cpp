@@ -1,6 +1,7 @@
 // What comes in from the cloud: events, commands, listings; and what became of commands.
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "_base/win_error.h"
@@ -64,7 +65,13 @@ void call_each(const Entries& entries, const Info& info) {
 void push_service::push_event(const cirrel_response* response, void* context) {
   if (context == nullptr || response == nullptr || response->text == nullptr) return;
   const push_gate::visit visit(context);
-  if (visit) static_cast<push_service*>(context)->deliver(*response);
+  if (!visit) return;
+  try {
+    static_cast<push_service*>(context)->deliver(*response);
+  } catch (const std::bad_alloc&) {
+    // Lost, as if it had never arrived: the library couldn't bear an exception, and a command comes
+    // back with the next listing.
+  }
 }
 
 void push_service::deliver(const cirrel_response& response) {
@@ -243,7 +250,7 @@ void push_service::set_command_done(const zv::StringT<char>& id, const zv::Strin
                     status.c_str()) ||
       !outcome.Dump(message, 0)) {
     // The command stays: a completion that can't be told to the cloud is none.
-    LOG_LINE(logging::failure, function) << L"command status is not valid UTF-8";
+    LOG_LINE(logging::failure, function) << L"Could not make the message of a completed command";
     return;
   }
   // Gone for good, whatever the cloud will say: a request that fails brings nothing back.

@@ -1,6 +1,7 @@
 #include "push/push_service_server.h"
 
 #include <cstring>
+#include <new>
 
 #include "_base/win_error.h"
 #include "frame/get_msgbus.h"
@@ -45,9 +46,17 @@ void* push_service_server::QueryInterface(const IID& id) {
 }
 
 std::uint32_t push_service_server::Init(IServMain* host) {
-  const wchar_t* const function = L"push_service_server::Init";
   UnInit();  // what an earlier Init has taken goes before anything is taken anew
+  try {
+    return build(host);
+  } catch (const std::bad_alloc&) {
+    UnInit();
+    return win_error::out_of_memory;
+  }
+}
 
+std::uint32_t push_service_server::build(IServMain* host) {
+  const wchar_t* const function = L"push_service_server::Init";
   // The base puts up with a missing host; this plug-in has nothing to do without one.
   std::uint32_t error = host != nullptr ? servplugin::Init(host) : win_error::invalid_parameter;
   if (error != win_error::success) {
@@ -70,7 +79,9 @@ std::uint32_t push_service_server::Init(IServMain* host) {
 std::uint32_t push_service_server::UnInit() {
   if (bus != nullptr) bus->RemoveObserver(this, 0);
   bus = nullptr;
-  // Each waits for its listener; only then may the service go, which they call.
+  // Each waits for its listener; only then may the service go, which they call. What is counted
+  // stays, and so do the registrations with the service. Meant so: what the service still forwards
+  // is published without a look at this object.
   command_done_handle.reset();
   register_handle.reset();
   unregister_handle.reset();
@@ -107,6 +118,7 @@ std::uint32_t push_service_server::init_communication_cbks() {
 }
 
 void push_service_server::on_new_listener(void*, const char* channel, const char* listener) {
+  if (channel == nullptr || listener == nullptr) return;
   if (std::strcmp(channel, cloud::comm::events_channel) == 0 &&
       std::strcmp(listener, cloud::comm::client_listener) == 0) {
     cloud::comm::notify_push_server_up();
@@ -132,7 +144,7 @@ int push_service_server::on_push_unregister(cloud::push_unregister& request,
   const connect_source& source = request.source;
   if (server->should_unregister_app_id_from_topic(source.app_id.c_str(), request.topic,
                                                   unregister_scope)) {
-    // Any other topic counts as commands, though none could have been registered.
+    // Any other topic counts as commands, though none could have been registered. Meant so.
     if (request.topic != cloud::push_topic::events) {
       server->push_service->unregister_push_commands_callback(forward_command, server, source,
                                                               request.dest);

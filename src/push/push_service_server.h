@@ -17,8 +17,8 @@
 
 /// The plug-in "push_service_server": takes the registrations of clients in other processes to the
 /// push service and publishes what it delivers. It counts how many clients want the same, and the
-/// service hears only of the first and of the last. Clients that die are never counted down, nor
-/// those that register again after the server's return.
+/// service hears only of the first and of the last. The counts may stay too high: nobody counts
+/// down clients that die, nor those that register anew while this object lives.
 class push_service_server final : public zv::framework::servplugin<false>, public ibus_observer {
  public:
   push_service_server() = default;
@@ -29,7 +29,8 @@ class push_service_server final : public zv::framework::servplugin<false>, publi
 
   void* QueryInterface(const IID& id) override;
   /// Not counted. 87 without a host or with one that lacks a service; the status of the request for
-  /// the plug-in "connect_integrator". A server that can't listen is loaded all the same.
+  /// the plug-in "connect_integrator"; 14 without memory. A server that can't listen is loaded all
+  /// the same.
   std::uint32_t Init(IServMain* host) override;
   std::uint32_t UnInit() override;
   void* scalar_deleting_destructor(std::uint32_t flags) override;
@@ -43,6 +44,7 @@ class push_service_server final : public zv::framework::servplugin<false>, publi
   using topic_handler = std::uint32_t (push_service_server::*)(const connect_source& source,
                                                                const connect_destination& dest);
 
+  std::uint32_t build(IServMain* host);
   std::uint32_t init_communication_cbks();
 
   // On threads of the bus; `context` is the object.

@@ -27,7 +27,7 @@ inline std::vector<std::string> deeds(std::vector<std::string> calls) {
 
 /// Brings a private member function to light: `template struct Exposed<Tag, &Class::member>;` makes
 /// `exposed(Tag{})` give it, where the tag declares that function as a friend. An explicit
-/// instantiation may name what is private.
+/// instantiation may name what is private. The tag stands in the global namespace, as this does.
 template <class Tag, auto Member>
 struct Exposed {
   friend auto exposed(Tag) { return Member; }

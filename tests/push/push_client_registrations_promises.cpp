@@ -19,9 +19,10 @@ constexpr const wchar_t* app_is_new = L"new app_id app needs to be sent to serve
 class PushClientRegistrations : public support::PushClientTest {
  protected:
   static BusFields registration(const char* app_id, int topic) {
-    return {{"module", "push"},       {"method", "push_register"}, {"source_app_id", app_id},
-            {"source_device_id", ""}, {"source_token", ""},        {"dest_app_id", ""},
-            {"dest_device_id", ""},   {"topic", topic}};
+    return {{"module", "push"},        {"method", "push_register"},
+            {"source_app_id", app_id}, {"source_device_id", ""},
+            {"source_token", ""},      {"dest_app_id", ""},
+            {"dest_device_id", ""},    {"topic", topic}};
   }
   void forget() {
     bus.forget_calls();
@@ -35,17 +36,15 @@ class PushClientRegistrations : public support::PushClientTest {
 TEST_F(PushClientRegistrations, FirstOneAnnouncesThePushClient) {
   bus.forget_calls();
   register_events("app", inbox);
-  EXPECT_EQ(deeds(bus.calls()),
-            (Lines{"Subscribe connect.events", "SetCallback connect.events",
-                   "AddListener connect.events push_client"}));
+  EXPECT_EQ(deeds(bus.calls()), (Lines{"Subscribe connect.events", "SetCallback connect.events",
+                                       "AddListener connect.events push_client"}));
 }
 
 TEST_F(PushClientRegistrations, FirstOneForCommandsDoesSoToo) {
   bus.forget_calls();
   register_commands("app", inbox);
-  EXPECT_EQ(deeds(bus.calls()),
-            (Lines{"Subscribe connect.events", "SetCallback connect.events",
-                   "AddListener connect.events push_client"}));
+  EXPECT_EQ(deeds(bus.calls()), (Lines{"Subscribe connect.events", "SetCallback connect.events",
+                                       "AddListener connect.events push_client"}));
 }
 
 TEST_F(PushClientRegistrations, PushClientIsAnnouncedOnce) {

@@ -17,9 +17,14 @@ using Lines = std::vector<std::string>;
 class PushClientUnregistrations : public support::PushClientTest {
  protected:
   static BusFields leave(const char* app_id, int topic) {
-    return {{"module", "push"},          {"method", "push_unregister"}, {"source_app_id", app_id},
-            {"source_device_id", "dev"}, {"source_token", "tok"},       {"dest_app_id", "dest app"},
-            {"dest_device_id", "dest dev"}, {"topic", topic}};
+    return {{"module", "push"},
+            {"method", "push_unregister"},
+            {"source_app_id", app_id},
+            {"source_device_id", "dev"},
+            {"source_token", "tok"},
+            {"dest_app_id", "dest app"},
+            {"dest_device_id", "dest dev"},
+            {"topic", topic}};
   }
   void forget() {
     bus.forget_calls();

@@ -28,7 +28,7 @@ TEST_F(PushService, KeepsACommandWhoseOutcomeIsNotUtf8AndSaysSo) {
   push(support::command_push("app", "scan", "c-1"), &*service);
   done("app", "c-1", "\xff\xfe");
   EXPECT_LOGGED(log, 4, L"cloud::push::push_service::set_command_done",
-                L"command status is not valid UTF-8");
+                L"Could not make the message of a completed command");
   EXPECT_EQ(kept("app"), (Names{"scan c-1"}));
 }
 

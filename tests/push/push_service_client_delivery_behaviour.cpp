@@ -191,6 +191,23 @@ TEST_F(PushClientDelivery, ReplaysToACallbackThatComesAgain) {
   EXPECT_TRUE(inbox.gets(2));
 }
 
+TEST_F(PushClientDelivery, ReplaysNothingToACallbackThatHasLeft) {
+  register_commands("app", inbox);
+  deliver_command("id", "app");
+  // The worker is now before and now behind the leaving; often enough it is behind.
+  for (int round = 0; round < 500; ++round) {
+    auto brief = std::make_unique<PushInbox>();
+    register_commands("app", *brief);
+    unregister_commands("app", *brief);
+    const std::size_t size = brief->size();
+    register_commands("app", other);
+    ASSERT_TRUE(other.gets(1));  // which the worker does after the brief one's turn
+    ASSERT_EQ(brief->size(), size) << "round " << round;
+    unregister_commands("app", other);
+    other.clear();
+  }
+}
+
 TEST_F(PushClientDelivery, ReplaysHereAndNowOnRequestWhateverTheSource) {
   register_commands("app", inbox);
   deliver_command("1", "app");

@@ -286,7 +286,7 @@ TEST(AppIdTable, SpreadsByTheBytesAsSignedNumbers) {
   EXPECT_EQ(hash("zzzzzzzzzzzzzzzzzzzz"), wrapped);
 }
 
-TEST(AppIdTable, StartsWithRoomForItsFirstEight) {
+TEST(AppIdTable, StartsWithRoomForEightAtLeast) {
   const cloud::push::app_id_table<cloud::push::event_callback> table;
   EXPECT_GE(table.bucket_count(), 8U);
   EXPECT_EQ(table.max_load_factor(), 1.0F);

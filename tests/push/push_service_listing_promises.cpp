@@ -1,4 +1,4 @@
-// The listing of commands that arrived while nobody was there.
+// What the cloud lists of the commands that were missed.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The first sign that the cloud is reachable, and those that follow.
+// The cloud comes up: once, and again.
 
 #include <gtest/gtest.h>
 

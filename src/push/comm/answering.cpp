@@ -10,7 +10,7 @@
 namespace cloud::comm {
 namespace {
 
-// No method of the push components is such a one; the rule is that of all who answer on the bus.
+// None of the push components' own methods is; the rule is shared by all who answer on the bus.
 bool wants_message_of_its_own(IBusMessage& request) {
   std::string method;
   if (request.HasField("method", 0)) method = get_text(request, "method").c_str();

@@ -35,7 +35,7 @@ void bus_subscription::close() noexcept {
 
   IBusChannel* const channel = subscription->GetChannel();
   // Without its channel there is neither a place to leave nor a name under which the listener could
-  // be withdrawn.
+  // be withdrawn: the bus keeps both. Meant so.
   if (channel == nullptr) return;
   channel->Unsubscribe(subscription);
   if (listener_) bus_->RemoveListener(channel->GetName(), listener_->c_str());

@@ -10,8 +10,11 @@ namespace cloud::comm {
 
 inline constexpr char push_server_up_method[] = "on_push_server_up";
 
+/// There is none for other records: asking for it doesn't compile.
 template <class Record>
-inline constexpr const char* method_of = nullptr;
+struct no_method;
+template <class Record>
+inline constexpr const char* method_of = no_method<Record>::name;
 template <>
 inline constexpr const char* method_of<push::event_info> = "on_push_event";
 template <>

@@ -7,7 +7,7 @@
 #include "push/command_info.h"
 #include "push/event_info.h"
 
-/// Writes of bus messages, field by field in the order that is told of them.
+/// Writes of bus messages, field by field. The order of the fields is part of the messages.
 namespace cloud::comm {
 
 void write(IBusMessage& message, const push::event_info& event);

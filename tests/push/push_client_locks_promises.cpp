@@ -1,0 +1,313 @@
+// Threads that meet in a client, and its tables.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "_base/slots.h"
+#include "push/PushPromises.h"
+#include "support/PushClientTest.h"
+
+namespace {
+
+using support::BusAnswer;
+using support::BusFields;
+using support::PushInbox;
+using support::SentMessage;
+using waiting::Attempt;
+using waiting::Gate;
+using Lines = std::vector<std::string>;
+
+class PushClientLocks : public support::PushClientTest {
+ protected:
+  ~PushClientLocks() override { leave.open(); }
+
+  /// The next registration with this topic stays on its way until `leave` opens.
+  void hold_registrations(int topic) {
+    bus.answer_by([topic, inside = inside, leave = leave](const SentMessage& message) {
+      if (message.number("topic") == topic) {
+        inside.open();
+        leave.wait();
+      }
+      return BusAnswer{0, BusFields{{"err", 0}}};
+    });
+  }
+  void hold(PushInbox& whose) {
+    whose.set_hook([inside = inside, leave = leave] {
+      inside.open();
+      leave.wait();
+    });
+  }
+
+  const Gate inside{};
+  const Gate leave{};
+  PushInbox inbox;
+  PushInbox other;
+};
+
+TEST_F(PushClientLocks, EventCallbackHoldsTheEventsAndNotTheCommands) {
+  server_comes();
+  hold(inbox);
+  register_events("app", inbox);
+  bus.deliver(events, event("news", "app"));
+  ASSERT_TRUE(inside.wait());
+  const Attempt joining([this] { register_events("app", other); });
+  const Attempt leaving([this] { unregister_events("app", other); });
+  const Attempt commands([this] {
+    register_commands("app", other);
+    unregister_commands("app", other);
+    pending();
+  });
+  EXPECT_TRUE(commands.ends());
+  EXPECT_FALSE(joining.is_done());
+  EXPECT_FALSE(leaving.is_done());
+  leave.open();
+  EXPECT_TRUE(joining.ends());
+  EXPECT_TRUE(leaving.ends());
+}
+
+TEST_F(PushClientLocks, CommandCallbackHoldsTheCommandsAndNotTheEvents) {
+  server_comes();
+  hold(inbox);
+  register_commands("app", inbox);
+  bus.deliver(events, command("id", "app"));
+  ASSERT_TRUE(inside.wait());
+  const Attempt joining([this] { register_commands("app", other); });
+  const Attempt asking([this] { pending(); });
+  const Attempt free([this] {
+    register_events("app", other);
+    unregister_events("app", other);
+  });
+  EXPECT_TRUE(free.ends());
+  EXPECT_FALSE(joining.is_done());
+  EXPECT_FALSE(asking.is_done());
+  leave.open();
+  EXPECT_TRUE(joining.ends());
+  EXPECT_TRUE(asking.ends());
+}
+
+TEST_F(PushClientLocks, EventCallbackMayUseTheCommands) {
+  server_comes();
+  inbox.set_hook([this] {
+    register_commands("app", other);
+    complete("id");
+    pending();
+    unregister_commands("app", other);
+  });
+  register_events("app", inbox);
+  bus.deliver(events, event("news", "app"));
+  EXPECT_TRUE(inbox.gets(1));
+  EXPECT_TRUE(waiting::until([this] { return bus.sent("push_unregister").size() == 1; }));
+  client.reset();
+}
+
+TEST_F(PushClientLocks, CommandCallbackMayUseTheEvents) {
+  server_comes();
+  inbox.set_hook([this] {
+    register_events("app", other);
+    unregister_events("app", other);
+  });
+  register_commands("app", inbox);
+  bus.deliver(events, command("id", "app"));
+  EXPECT_TRUE(waiting::until([this] { return !bus.sent("push_unregister").empty(); }));
+  client.reset();
+}
+
+TEST_F(PushClientLocks, OfflineCommandsAreHandedOutWithTheCommandsHeld) {
+  server_comes();
+  register_commands("app", other);
+  bus.deliver(events, command("id", "app"));
+  ASSERT_TRUE(has_pending(1));
+  hold(inbox);
+  const cloud::push::command_callback callback = &PushInbox::on_command;
+  const Attempt sending([&] { client->send_offline_commands({}, callback, &inbox); });
+  ASSERT_TRUE(inside.wait());
+  const Attempt leaving([this] { unregister_commands("app", other); });
+  const Attempt events_are_free([this] { unregister_events("app", other); });
+  EXPECT_TRUE(events_are_free.ends());
+  EXPECT_FALSE(leaving.is_done());
+  leave.open();
+  EXPECT_TRUE(sending.ends());
+  EXPECT_TRUE(leaving.ends());
+}
+
+TEST_F(PushClientLocks, EventsWaitWhileTheirApplicationsAreRegisteredAndCommandsDoNot) {
+  server_comes();
+  register_events("app", inbox);
+  register_commands("app", other);
+  hold_registrations(0);
+  const Attempt refresh([this] { client->refresh_listeners(); });
+  ASSERT_TRUE(inside.wait());
+  bus.deliver(events, event("news", "app"));
+  bus.deliver(events, command("id", "app"));
+  EXPECT_TRUE(other.gets(1));
+  EXPECT_EQ(inbox.size(), 0U);
+  leave.open();
+  EXPECT_TRUE(refresh.ends());
+  EXPECT_TRUE(inbox.gets(1));
+}
+
+TEST_F(PushClientLocks, CommandsWaitWhileTheirApplicationsAreRegisteredAndEventsDoNot) {
+  server_comes();
+  register_events("app", inbox);
+  register_commands("app", other);
+  hold_registrations(1);
+  const Attempt refresh([this] { client->refresh_listeners(); });
+  ASSERT_TRUE(inside.wait());
+  bus.deliver(events, command("id", "app"));
+  bus.deliver(events, event("news", "app"));
+  EXPECT_TRUE(inbox.gets(1));
+  EXPECT_EQ(other.size(), 0U);
+  leave.open();
+  EXPECT_TRUE(refresh.ends());
+  EXPECT_TRUE(other.gets(1));
+}
+
+TEST_F(PushClientLocks, RegistrationHoldsItsTableUntilTheServerHasAnswered) {
+  server_comes();
+  hold_registrations(0);
+  const Attempt joining([this] { register_events("app", inbox); });
+  ASSERT_TRUE(inside.wait());
+  const Attempt second([this] { register_events("", other); });
+  const Attempt free([this] { register_commands("app", other); });
+  EXPECT_TRUE(free.ends());
+  EXPECT_FALSE(second.is_done());
+  leave.open();
+  EXPECT_TRUE(joining.ends());
+  EXPECT_TRUE(second.ends());
+  EXPECT_EQ(registrations(), (Lines{"0 Desktop", "1 Desktop", "1 app", "0 app"}));
+}
+
+TEST_F(PushClientLocks, UnregistrationHoldsItsTableUntilItIsSent) {
+  register_events("app", inbox);
+  bus.set_hook([inside = inside, leave = leave](const std::string& call) {
+    if (call != "Send connect.actions") return;
+    inside.open();
+    leave.wait();
+  });
+  const Attempt leaving([this] { unregister_events("app", inbox); });
+  ASSERT_TRUE(inside.wait());
+  const Attempt joining([this] { register_events("app", other); });
+  const Attempt free([this] { register_commands("app", other); });
+  EXPECT_TRUE(free.ends());
+  EXPECT_FALSE(joining.is_done());
+  leave.open();
+  EXPECT_TRUE(leaving.ends());
+  EXPECT_TRUE(joining.ends());
+  bus.set_hook(nullptr);
+}
+
+TEST_F(PushClientLocks, ServersGoingWaitsForAnEventCallback) {
+  server_comes();
+  register_events("app", inbox);
+  register_commands("app", other);
+  hold(inbox);
+  bus.deliver(events, event("news", "app"));
+  ASSERT_TRUE(inside.wait());
+  const Attempt going([this] { server_goes(); });
+  EXPECT_TRUE(waiting::until([this] { return times_said(log, 16, L"Push server is down") == 1; }));
+  EXPECT_EQ(bus.subscriptions_alive(events), 3U);
+  leave.open();
+  EXPECT_TRUE(going.ends());
+  EXPECT_EQ(bus.subscriptions_alive(events), 1U);
+}
+
+TEST_F(PushClientLocks, ServersGoingEndsTheEventsWhileACommandCallbackRuns) {
+  server_comes();
+  register_events("app", other);
+  register_commands("app", inbox);
+  hold(inbox);
+  bus.deliver(events, command("id", "app"));
+  ASSERT_TRUE(inside.wait());
+  const Attempt going([this] { server_goes(); });
+  EXPECT_TRUE(waiting::until([this] { return bus.subscriptions_alive(events) == 2; }));
+  EXPECT_FALSE(going.is_done());
+  leave.open();
+  EXPECT_TRUE(going.ends());
+  EXPECT_EQ(bus.subscriptions_alive(events), 1U);
+}
+
+TEST_F(PushClientLocks, ManyThreadsLeaveNothingBehind) {
+  server_comes();
+  constexpr int rounds = 40;
+  const auto work = [this](const char* app_id, PushInbox& mine) {
+    for (int i = 0; i != rounds; ++i) {
+      register_events(app_id, mine);
+      register_commands(app_id, mine);
+      unregister_events(app_id, mine);
+      unregister_commands(app_id, mine);
+    }
+  };
+  {
+    const Attempt one([&] { work("one", inbox); });
+    const Attempt two([&] { work("two", other); });
+    const Attempt bus_side([&] {
+      for (int i = 0; i != rounds; ++i) {
+        bus.deliver(events, event("news", "one"));
+        bus.deliver(events, command(std::to_string(i).c_str(), "two"));
+        if (i % 8 == 0) {
+          server_goes();
+          server_comes();
+        }
+      }
+    });
+    EXPECT_TRUE(one.ends());
+    EXPECT_TRUE(two.ends());
+    EXPECT_TRUE(bus_side.ends());
+  }
+  EXPECT_EQ(bus.sent("push_unregister").size(), 4U * rounds);
+  server_goes();
+  bus.forget_sent();
+  server_comes();
+  EXPECT_TRUE(bus.sent().empty());
+}
+
+TEST(PushClientTables, HashIsCountedInSignedBytesTo64Bits) {
+  const cloud::push::app_id_hash hash;
+  EXPECT_EQ(hash(""), 5381U);
+  EXPECT_EQ(hash("a"), 5381U * 33 + 97);
+  EXPECT_EQ(hash("ab"), (5381U * 33 + 97) * 33 + 98);
+  EXPECT_EQ(hash("\xff"), 5381U * 33 - 1);
+  EXPECT_EQ(hash("\x80"), 5381U * 33 - 128);
+  std::uint64_t expected = 5381;
+  for (const char byte : std::string_view("a name that is long enough to pass 64 bits")) {
+    expected = expected * 33 + static_cast<std::uint64_t>(byte);
+  }
+  EXPECT_EQ(hash("a name that is long enough to pass 64 bits"), expected);
+}
+
+TEST(PushClientTables, NamesEndAtTheirTerminator) {
+  using namespace std::string_view_literals;
+  const zv::StringT<char> cut("app"sv);
+  const zv::StringT<char> whole("app\0more"sv);
+  EXPECT_EQ(cloud::push::app_id_hash{}(cut), cloud::push::app_id_hash{}(whole));
+  EXPECT_TRUE(cloud::push::same_app_id{}(cut, whole));
+  EXPECT_FALSE(cloud::push::same_app_id{}(cut, "App"));
+  EXPECT_FALSE(cloud::push::same_app_id{}(cut, "ap"));
+}
+
+TEST(PushClientTables, BeginWithEightBucketsAndAFullLoadOfOne) {
+  const cloud::push::app_id_table<cloud::push::event_callback> table;
+  EXPECT_GE(table.bucket_count(), 8U);
+  EXPECT_EQ(table.max_load_factor(), 1.0F);
+}
+
+TEST(PushClientInterface, IsThePushServicesOwn) {
+  using Client = IPushCommClient;
+  EXPECT_EQ(slots::slot(&Client::register_push_events_callback), 0U);
+  EXPECT_EQ(slots::slot(&Client::register_push_commands_callback), 1U);
+  EXPECT_EQ(slots::slot(&Client::unregister_push_events_callback), 2U);
+  EXPECT_EQ(slots::slot(&Client::unregister_push_commands_callback), 3U);
+  EXPECT_EQ(slots::slot(&Client::set_command_done), 4U);
+  EXPECT_EQ(slots::slot(&Client::send_offline_commands), 5U);
+  EXPECT_EQ(sizeof(IPushCommClient), sizeof(void*));
+  EXPECT_EQ(slots::slot(&ibus_observer::on_new_listener), 1U);
+  EXPECT_EQ(slots::slot(&ibus_observer::on_listener_removed), 2U);
+  EXPECT_EQ(IID_IPushServiceClient,
+            (IID{0xcd08c9a1, 0x4017, 0xa521, {0xe3, 0x40, 0x81, 0x81, 0x36, 0xf5, 0x20, 0x5a}}));
+}
+
+}  // namespace
