@@ -1,5 +1,6 @@
 #include "connect/ConnectRequestsServer.h"
 
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -76,15 +77,15 @@ std::uint32_t ConnectRequestsServer::Init(IServMain* host) {
         << L"Failed to init serv plugin; err = " << win_error::invalid_parameter;
     return win_error::invalid_parameter;
   }
-  if (const std::uint32_t error = init_components(); error != win_error::success) {
-    UnInit();
-    return error;
+  std::uint32_t error = win_error::success;
+  try {
+    error = init_components();
+    if (error == win_error::success && !init_communication()) error = win_error::gen_failure;
+  } catch (const std::bad_alloc&) {
+    error = win_error::out_of_memory;
   }
-  if (!init_communication()) {
-    UnInit();
-    return win_error::gen_failure;
-  }
-  return win_error::success;
+  if (error != win_error::success) UnInit();
+  return error;
 }
 
 std::uint32_t ConnectRequestsServer::UnInit() {
@@ -142,7 +143,11 @@ void ConnectRequestsServer::let_go() noexcept {
 void ConnectRequestsServer::on_message(IBusMessage* message, void* context) {
   if (!has(*message, "module", "connect_requests")) return;
   if (!has(*message, "method", "resolve_request")) return;
-  static_cast<ConnectRequestsServer*>(context)->on_request(*message);
+  try {
+    static_cast<ConnectRequestsServer*>(context)->on_request(*message);
+  } catch (const std::bad_alloc&) {
+    // No reply, then: the bus couldn't bear an exception, and whoever asked doesn't wait for ever.
+  }
 }
 
 void ConnectRequestsServer::on_request(IBusMessage& message) {

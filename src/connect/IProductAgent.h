@@ -33,6 +33,7 @@ class IProductAgent {
   virtual void not_called_12() = 0;
   virtual void not_called_13() = 0;
   virtual std::uint32_t RegisterEvents(IProductAgentEvents* events) = 0;
+  /// No call to `events` is under way or comes after it.
   virtual std::uint32_t UnregisterEvents(IProductAgentEvents* events) = 0;
 
  protected:

@@ -98,7 +98,7 @@ std::uint32_t connect_integrator_plugin::build(IServMain* host) {
   }
   const bool is_known = is_subscription_listening();
   {
-    const std::lock_guard identity_guard(identity_lock);
+    const std::lock_guard guard(identity_lock);
     identity_known = is_known;
   }
 
@@ -119,9 +119,14 @@ std::uint32_t connect_integrator_plugin::build(IServMain* host) {
   if (bus != nullptr && !bus->AddObserver(this, 0)) {
     LOG_LINE(logging::failure, scope) << L"Could not add bus observer";
   }
-  if (!is_known) submit_initialize_connect_source();
+  if (!knows_identity()) submit_initialize_connect_source();
   // Without any agent the whole is built all the same, to be taken down again. Meant so.
   return agent_status;
+}
+
+bool connect_integrator_plugin::knows_identity() {
+  const std::lock_guard guard(identity_lock);
+  return identity_known;
 }
 
 std::uint32_t connect_integrator_plugin::find_agent() {
@@ -202,6 +207,7 @@ bool connect_integrator_plugin::init_connect_requests() {
       LOG_LINE(logging::failure, function) << L"Failed to get foldername; err = " << error;
       return false;
     }
+    // The folder ends in a separator already; a second one is meant, and does no harm.
     path = folder + platform::path_separator + platform::library_file_name(L"cloudsplicer");
   }
   std::uint32_t status = win_error::success;
@@ -224,6 +230,8 @@ void connect_integrator_plugin::submit_initialize_connect_source() {
 
 void connect_integrator_plugin::initialize_connect_source() {
   const std::lock_guard guard(identity_lock);
+  // Also when the agent has failed since, or in a later life: then its own news alone bring the
+  // user back. Meant so.
   if (!connect_source.device_id.IsEmpty() && !connect_source.user_token.IsEmpty()) return;
   if (!is_listening()) {
     identity_known = false;
@@ -242,6 +250,7 @@ void connect_integrator_plugin::OnUserInfoChanged() {
   // What is stored stays after a failure; it is just not handed out any more.
   identity_known = source.has_value();
   if (!identity_known) return;
+  // The same as before a failure, too: the push service still has it, and isn't told again.
   if (is_same(source.value(), connect_source)) {
     LOG_LINE(logging::progress, scope) << L"Same connect source";
     return;
@@ -281,6 +290,7 @@ std::uint32_t connect_integrator_plugin::UnInit() {
   for (plugin_handle<IProductAgent>* const held : {&product_agent, &product_agent_client}) {
     if (!*held) continue;
     held->get()->UnregisterEvents(this);
+    held->release_plugin();  // the pointer goes first: an agent on its way out must find none here
     held->reset();
   }
   if (connect_requests != nullptr && push_service != nullptr) {

@@ -40,10 +40,12 @@ class connect_integrator_plugin final : public IConnectIntegrator,
   /// Null for what Init has yet to make, and for the identity without an agent to ask.
   void* QueryInterface(const IID& id) override;
   /// Counted: only the first one works. 87 for a host that lacks a service; 31 without the client
-  /// library or the plug-in "cloud_requests"; without any agent the status of the request for the
-  /// second one. All of these leave nothing behind. Without a host (null) there is no agent.
+  /// library or the plug-in "cloud_requests"; 14 without memory; without any agent the status of
+  /// the request for the second one. All of these are taken down as by UnInit. Without a host
+  /// (null) there is no agent.
   std::uint32_t Init(IServMain* host) override;
-  /// 0. Tears down when the count comes to 0, and also when it was 0 already: the count then wraps.
+  /// 0. All but the push client goes, which lives until this object or the next Init ends it. Tears
+  /// down when the count comes to 0, and also when it was 0 already: the count then wraps.
   std::uint32_t UnInit() override;
   void* scalar_deleting_destructor(std::uint32_t flags) override;
 
@@ -63,6 +65,7 @@ class connect_integrator_plugin final : public IConnectIntegrator,
   /// Null without any.
   IProductAgent* agent() const noexcept;
   bool is_listening() const;
+  bool knows_identity();
   /// True if somebody could be asked who the user is, and knew.
   bool is_subscription_listening();
   /// Takes no lock.
@@ -74,6 +77,7 @@ class connect_integrator_plugin final : public IConnectIntegrator,
   /// Another user: stores and passes on. Under the identity lock.
   void adopt(const cloud::connect_source& source);
 
+  logging::held_log_handle log_handle;  ///< first, so that all that ends may still log
   plugin_handle<IProductAgent> product_agent;
   plugin_handle<IProductAgent> product_agent_client;
   std::unique_ptr<cloud::connect::connect_requests> connect_requests;
@@ -87,5 +91,4 @@ class connect_integrator_plugin final : public IConnectIntegrator,
   std::mutex identity_lock;
   std::uint32_t use_count = 0;
   std::recursive_mutex lifecycle_lock;
-  logging::held_log_handle log_handle;
 };

@@ -83,6 +83,8 @@ push_service_client::~push_service_client() {
   if (bus_ != nullptr) bus_->RemoveObserver(this, 0);
   bus_ = nullptr;
   management_handle_.reset();
+  // Before the locks, which a replay may hold for long: what waits behind it is dropped, not done.
+  worker_.CancelPending();
   // As if the server had gone: a callback that is still running may register, and must neither meet
   // the handles on their way out nor bring new ones.
   lose_server();

@@ -70,6 +70,7 @@ class push_service_server final : public zv::framework::servplugin<false>, publi
   bool should_unregister_app_id_from_topic(std::string app_id, std::int32_t topic,
                                            const wchar_t* scope);
 
+  logging::held_log_handle log_handle;  ///< first, so that all that ends may still log
   plugin_handle<IPushService> push_service;
   std::unique_ptr<cloud::comm::handle<cloud::comm::register_receiver>> register_handle;
   std::unique_ptr<cloud::comm::handle<cloud::comm::unregister_receiver>> unregister_handle;
@@ -78,5 +79,4 @@ class push_service_server final : public zv::framework::servplugin<false>, publi
   /// By application and topic; only counts above 0. Guarded by registrations_lock.
   std::map<std::pair<std::string, std::int32_t>, std::uint32_t> registrations;
   IBus* bus = nullptr;
-  logging::held_log_handle log_handle;
 };

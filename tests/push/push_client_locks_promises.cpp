@@ -166,6 +166,22 @@ TEST_F(PushClientLocks, CommandsWaitWhileTheirApplicationsAreRegisteredAndEvents
   EXPECT_TRUE(other.gets(1));
 }
 
+TEST_F(PushClientLocks, RefreshAsksForTheProductsNameBeforeItWaitsForTheTable) {
+  server_comes();
+  hold(inbox);
+  register_events("app", inbox);
+  bus.deliver(events, event("news", "app"));
+  ASSERT_TRUE(inside.wait());
+  bus.forget_sent();
+  const std::size_t steps = product.probe->steps().size();
+  const Attempt refresh([this] { client->refresh_listeners(); });
+  EXPECT_TRUE(waiting::until([&] { return product.probe->steps().size() > steps; }));
+  EXPECT_FALSE(refresh.is_done());
+  EXPECT_TRUE(bus.sent().empty());
+  leave.open();
+  EXPECT_TRUE(refresh.ends());
+}
+
 TEST_F(PushClientLocks, RegistrationHoldsItsTableUntilTheServerHasAnswered) {
   server_comes();
   hold_registrations(0);

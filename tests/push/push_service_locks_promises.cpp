@@ -258,7 +258,7 @@ TEST_F(PushLocks, CompletionWaitsForTheCloudUnderNoLock) {
 TEST_F(PushLocks, EverythingAtOnceComesToAnEnd) {
   network_up();
   constexpr int rounds = 100;
-  receiver.when_command = [this](const SeenCommand&) {};
+  receiver.when_command = [](const SeenCommand&) {};
   std::vector<std::unique_ptr<Attempt>> attempts;
   const auto repeat = [&](auto action) {
     attempts.push_back(std::make_unique<Attempt>([action] {

@@ -44,7 +44,13 @@ void PushDayModel::begins(const std::string& process, const std::string& app, bo
 }
 
 void PushDayModel::ends(const std::string& process) {
-  seats_.erase(process);
+  const auto found = seats_.find(process);
+  forgive_lists(found->second.app);
+  seats_.erase(found);
+  // What it was told last may not have left it.
+  for (auto& [id, sent] : commands_) {
+    if (sent.teller == process) sent.owed = false;
+  }
 }
 
 void PushDayModel::wants(const std::string& process, Kind kind, bool on) {
@@ -56,20 +62,25 @@ void PushDayModel::wants(const std::string& process, Kind kind, bool on) {
   if (kind == Kind::events) return;
   seat.owed_in_list.clear();
   seat.owed_again.clear();
-  if (!on) return;
+  // What comes back to the list is not seen any more.
+  seat.leaving.clear();
+  if (!on) return forgive_lists(seat.app);
   seat.replays = true;
   seat.last_of_replay.reset();
   seat.owed_again = seat.held;
+}
+
+void PushDayModel::forgive_lists(const std::string& app) {
+  for (auto& [process, seat] : seats_) {
+    std::erase_if(seat.owed_in_list,
+                  [&](const std::string& id) { return commands_.at(id).push.app == app; });
+  }
 }
 
 void PushDayModel::completes(const std::string& process, const std::string& id,
                              const std::string& status) {
   Seat& seat = seats_.at(process);
   const bool held = seat.held.erase(id) != 0;
-  if (held) {
-    seat.leaving.insert(id);
-    if (seat.replays) seat.last_of_replay = id;
-  }
   seat.told.insert(id);
   seat.owed_in_list.erase(id);
   seat.owed_again.erase(id);
@@ -77,18 +88,34 @@ void PushDayModel::completes(const std::string& process, const std::string& id,
   const auto found = commands_.find(id);
   if (found == commands_.end()) return;
   Sent& sent = found->second;
+  if (held && seat.replays) seat.last_of_replay = id;
+  // Others may come back to the list and nobody sees it: somebody else's whenever one like him
+  // begins to listen, the product's own with a listing under another name.
+  if (held && sent.push.app == seat.app && seat.app != product_) seat.leaving.insert(id);
   // Of somebody else's command the cloud hears nothing.
   if (sent.push.app != seat.app && sent.push.app != product_) return;
-  sent.owed = sent.owed || (sent.tellings == 0 && held && settled_ && seat.commands.settled &&
-                            sent.push.app == seat.app && sent.server == server_);
-  ++sent.tellings;
+  // The server has it under the name under which it came.
+  sent.owed = sent.owed ||
+              (sent.tellings == 0 && held && settled_ && seat.commands.settled &&
+               seat.brought.count(id) != 0 && sent.push.app == seat.app && sent.server == server_);
+  if (sent.tellings++ == 0) sent.teller = process;
   sent.statuses.insert(status);
+}
+
+void PushDayModel::asks_for_list(const std::string& process) {
+  Seat& seat = seats_.at(process);
+  seat.held_when_asked = seat.held;
+  seat.leaving_when_asked = seat.leaving;
+  seat.last_when_asked = seat.last_of_replay;
 }
 
 void PushDayModel::pushes(const Push& push) {
   Sends& sends = push.is_command ? commands_ : events_;
   const auto [place, is_new] = sends.try_emplace(push.key, Sent{push});
-  if (!is_new) ++place->second.times;
+  if (!is_new) {
+    ++place->second.times;
+    for (auto& [process, seat] : seats_) seat.leaving.erase(push.key);
+  }
   // A repeated one is as old as the first: the server may have it from then.
   if (is_new) place->second.server = server_;
   if (!push.is_command) unacknowledged_.insert(push.key);
@@ -106,8 +133,7 @@ void PushDayModel::pushes(const Push& push) {
   }
   if (!is_forwarded || !push.is_command || !push.has_id) return;
   for (auto& [process, seat] : seats_) {
-    if (seat.commands.settled && seat.told.count(push.key) == 0)
-      seat.owed_in_list.insert(push.key);
+    if (seat.commands.settled && seat.told.count(push.key) == 0) seat.owed_in_list.insert(push.key);
   }
 }
 
@@ -196,10 +222,11 @@ void PushDayModel::hears_command(const std::string& process, Seat& seat, const j
   if (!sent.push.is_heard || (sent.push.app != app && !is_listed))
     return fault(process + " got a command in a wrong name: " + line.dump());
   if (is_listed) ++counts_["commands of the product under another name"];
-  if (app != seat.app) {
+  if (app == seat.app) {
+    seat.brought.insert(key);
+  } else {
     ++counts_["commands of others in a replay"];
-    if (!seat.replays)
-      return fault(process + " got the command of somebody else: " + line.dump());
+    if (!seat.replays) return fault(process + " got the command of somebody else: " + line.dump());
   }
   if (seat.commands.hearing == Hearing::off)
     return fault(process + " got a command without listening: " + line.dump());
@@ -225,6 +252,7 @@ void PushDayModel::check_content(const std::string& process, const Sent& sent, c
 
 void PushDayModel::lists(const std::string& process, Seat& seat, const json& ids) {
   ++counts_["lists seen"];
+  ++seat.lists;
   std::set<std::string> listed;
   for (const json& one : ids) {
     const std::string id = one;
@@ -232,15 +260,19 @@ void PushDayModel::lists(const std::string& process, Seat& seat, const json& ids
     if (!id.empty() && commands_.count(id) == 0)
       fault(process + " holds a command that nobody sent: " + id);
   }
-  for (const std::string& id : seat.held) {
-    if (listed.count(id) == 0) fault(process + " has lost a command from its list: " + id);
+  for (const std::string& id : seat.held_when_asked) {
+    if (listed.count(id) == 0 && seat.held.count(id) != 0)
+      fault(process + " has lost a command from its list: " + id);
   }
   for (const std::string& id : listed) {
     seat.owed_in_list.erase(id);
     if (!id.empty() && seat.told.count(id) == 0) seat.held.insert(id);
   }
-  std::erase_if(seat.leaving, [&](const std::string& id) { return listed.count(id) == 0; });
-  if (seat.last_of_replay && listed.count(*seat.last_of_replay) == 0) {
+  std::erase_if(seat.leaving, [&](const std::string& id) {
+    return seat.leaving_when_asked.count(id) != 0 && listed.count(id) == 0;
+  });
+  if (seat.last_of_replay && seat.last_when_asked == seat.last_of_replay &&
+      listed.count(*seat.last_of_replay) == 0) {
     seat.replays = false;
     seat.last_of_replay.reset();
     for (const std::string& id : seat.owed_again)
@@ -250,7 +282,8 @@ void PushDayModel::lists(const std::string& process, Seat& seat, const json& ids
 }
 
 void PushDayModel::did(Seat& seat, const std::string& what) {
-  for (const auto& [its, name] : {std::pair{&seat.events, "events"}, {&seat.commands, "commands"}}) {
+  for (const auto& [its, name] :
+       {std::pair{&seat.events, "events"}, {&seat.commands, "commands"}}) {
     if (what == std::string(name) + " on") its->hearing = Hearing::on;
     if (what == std::string(name) + " off") its->hearing = Hearing::off;
   }
@@ -304,6 +337,10 @@ bool PushDayModel::has_replayed(const std::string& process) const {
 
 bool PushDayModel::is_completed(const std::string& id) const {
   return commands_.at(id).completions != 0;
+}
+
+std::uint64_t PushDayModel::lists_seen(const std::string& process) const {
+  return seats_.at(process).lists;
 }
 
 std::vector<std::string> PushDayModel::held(const std::string& process) const {

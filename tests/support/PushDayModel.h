@@ -37,8 +37,8 @@ class PushDayModel {
     std::string device;
     std::string name;
     json params = json::object();
-    bool has_id = true;      ///< of a command
-    bool is_heard = true;    ///< false: it names no application, or makes no sense
+    bool has_id = true;    ///< of a command
+    bool is_heard = true;  ///< false: it names no application, or makes no sense
   };
 
   PushDayModel(std::string product, std::string device);
@@ -48,6 +48,8 @@ class PushDayModel {
   void ends(const std::string& process);
   void wants(const std::string& process, Kind kind, bool on);
   void completes(const std::string& process, const std::string& id, const std::string& status);
+  /// One at a time. The list was made at any moment from here on, whatever else is said before it.
+  void asks_for_list(const std::string& process);
   /// A key that was there already is the same command once more.
   void pushes(const Push& push);
   void kills_broker();
@@ -66,12 +68,14 @@ class PushDayModel {
   /// Nothing of what the process held when it began to listen can still be underway to it.
   bool has_replayed(const std::string& process) const;
   bool is_completed(const std::string& id) const;
+  /// How many lists this process has shown.
+  std::uint64_t lists_seen(const std::string& process) const;
   bool is_settled() const noexcept { return settled_; }
   /// The commands that this process surely holds.
   std::vector<std::string> held(const std::string& process) const;
 
-  /// What is still owed, in words; `in_lists` and `in_table` are for those who look there only if
-  /// need be.
+  /// What is still owed, in words. Lists and the table are shown only to those who ask, so these
+  /// are told apart.
   std::vector<std::string> owed() const;
   bool is_owed_in_list(const std::string& process) const;
   bool is_owed_in_table() const;
@@ -90,11 +94,16 @@ class PushDayModel {
     std::string app;
     Ear events;
     Ear commands;
+    std::set<std::string> brought;       ///< commands that came under its own name
     std::set<std::string> held;          ///< surely in its list
     std::set<std::string> told;          ///< it was told to complete
     std::set<std::string> leaving;       ///< its list has to lose these
     std::set<std::string> owed_in_list;  ///< its list has to have these
     std::set<std::string> owed_again;    ///< held when it began to listen
+    std::uint64_t lists = 0;
+    std::set<std::string> held_when_asked;
+    std::set<std::string> leaving_when_asked;
+    std::optional<std::string> last_when_asked;
     bool replays = false;
     std::optional<std::string> last_of_replay;  ///< when its list loses this, all is shown
   };
@@ -104,7 +113,8 @@ class PushDayModel {
     unsigned repeats = 0;
     unsigned server = 0;
     unsigned tellings = 0;  ///< by those who can complete it
-    std::set<std::string> statuses;
+    std::string teller{};   ///< the first
+    std::set<std::string> statuses{};
     std::uint64_t completions = 0;
     bool owed = false;  ///< its completion
   };
@@ -114,6 +124,8 @@ class PushDayModel {
   void hears_command(const std::string& process, Seat& seat, const json& line);
   void lists(const std::string& process, Seat& seat, const json& ids);
   void did(Seat& seat, const std::string& what);
+  /// Somebody leaves. If nobody else listens for his commands, those underway go no further.
+  void forgive_lists(const std::string& app);
   static Ear& ear(Seat& seat, Kind kind);
   bool is_for(const Push& push, const Seat& seat) const;
   void check_content(const std::string& process, const Sent& sent, const json& line);
