@@ -12,7 +12,7 @@
 namespace bench {
 
 struct Ratio {
-  std::string subject;
+  std::string subject;  ///< a benchmark's name or, behind a colon, one of its counters
   std::string floor;
   std::string wanted;  ///< what the ratio should be, in words
 };
@@ -21,11 +21,13 @@ class RatioReporter final : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
+      has_failed_ = has_failed_ || run.error_occurred;
       if (run.aggregate_name == "median" && !run.error_occurred) {
         // The time of the processor is the less noisy one, but tells nothing of other processes.
         const bool is_manual = run.run_name.time_type == "manual_time";
-        medians_[run.run_name.str()] =
-            is_manual ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        const std::string name = name_of(run.run_name);
+        medians_[name] = is_manual ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        for (const auto& [counter, value] : run.counters) medians_[name + ":" + counter] = value;
       }
     }
     ConsoleReporter::ReportRuns(runs);
@@ -41,8 +43,20 @@ class RatioReporter final : public benchmark::ConsoleReporter {
     }
   }
 
+  bool has_failed() const { return has_failed_; }
+
  private:
+  /// Without what only says how often it was measured.
+  static std::string name_of(const benchmark::BenchmarkName& full) {
+    std::string name = full.function_name;
+    for (const std::string& part : {full.args, full.time_type}) {
+      if (!part.empty()) name += "/" + part;
+    }
+    return name;
+  }
+
   std::map<std::string, double> medians_;
+  bool has_failed_ = false;
 };
 
 /// The main of a program with ratios, which want several repetitions and their medians.
@@ -53,7 +67,7 @@ inline int run(int argc, char** argv, const std::vector<Ratio>& ratios) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.print(ratios);
   benchmark::Shutdown();
-  return 0;
+  return reporter.has_failed() ? 1 : 0;
 }
 
 }  // namespace bench

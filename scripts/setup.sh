@@ -5,6 +5,7 @@
 packages_build=(g++ cmake ninja-build ccache pkg-config nlohmann-json3-dev libjansson-dev libgtest-dev
   libgmock-dev googletest libglib2.0-dev libcurl4-openssl-dev ca-certificates libssl-dev zlib1g-dev libbrotli-dev
   libcpp-httplib-dev libcli11-dev librapidcheck-dev
+  libsqlite3-dev tcl mosquitto libmosquitto-dev
   g++-mingw-w64-x86-64-posix wine64 wine clang-14 lld-14 dpkg-dev git)
 # Besides, for the checks, the benchmarks, fuzzing and packing.
 packages_check=(clang-tidy-14 clang-format-14 libclang-rt-14-dev libbenchmark-dev zip)

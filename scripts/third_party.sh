@@ -14,6 +14,8 @@ third_party_ready() {
   install_once nlohmann-json "$(installed_version nlohmann-json3-dev)" copy_nlohmann_json
   install_once curl "$(installed_version libcurl4-openssl-dev)" build_curl
   install_once cpp-httplib "$(installed_version libcpp-httplib-dev)" copy_cpp_httplib
+  install_once sqlite "$(installed_version libsqlite3-dev)" build_sqlite
+  install_once mosquitto "$(installed_version libmosquitto-dev)" build_mosquitto
 }
 
 prepare_third_party_folders() {
@@ -105,4 +107,28 @@ build_curl() {
 copy_cpp_httplib() {
   fetch_source cpp-httplib
   install -D -m 644 "$third_party/sources/cpp-httplib/httplib.h" "$windows_prefix/include/httplib.h"
+}
+
+# The package comes in hundreds of files that its own makefile puts together into one, with tclsh.
+build_sqlite() {
+  fetch_source sqlite3
+  local build=$third_party/build/sqlite
+  rm -rf "$build" && mkdir -p "$build"
+  (cd "$build" && "$third_party/sources/sqlite3/configure" --disable-shared --disable-tcl >/dev/null &&
+    make sqlite3.c sqlite3.h)
+  x86_64-w64-mingw32-gcc-posix -O2 -DSQLITE_THREADSAFE=1 -DSQLITE_OMIT_LOAD_EXTENSION \
+    -c "$build/sqlite3.c" -o "$build/sqlite3.o"
+  install -D -m 644 "$build/sqlite3.h" "$windows_prefix/include/sqlite3.h"
+  rm -f "$windows_prefix/lib/libsqlite3.a"
+  x86_64-w64-mingw32-ar crs "$windows_prefix/lib/libsqlite3.a" "$build/sqlite3.o"
+}
+
+# The client library and the broker itself, so that the Windows kit needs nothing of the machine's.
+# WITH_THREADING as an option would look for a threads library at a fixed place; the definition
+# alone serves, with mingw's own. There is no TLS, everything stays on one machine.
+build_mosquitto() {
+  fetch_source mosquitto
+  cross_build "$third_party/sources/mosquitto" mosquitto -DWITH_TLS=OFF -DWITH_THREADING=OFF \
+    -DCMAKE_C_FLAGS=-DWITH_THREADING -DWITH_STATIC_LIBRARIES=ON -DWITH_CLIENTS=OFF -DWITH_BROKER=ON \
+    -DWITH_APPS=OFF -DWITH_PLUGINS=OFF -DDOCUMENTATION=OFF -DWITH_LIB_CPP=OFF -DWITH_CJSON=OFF
 }

@@ -21,24 +21,28 @@ struct Response;
 
 namespace devkit {
 
+// clang-format off
 /// A development cloud in this process, on 127.0.0.1.
 ///
-///   POST /services/<service>   a request; the body is a call in the form of JSON-RPC, or anything
-///   POST /upload/<service>     a file; answers {"bytes": n, "crc32": "..."}
-///   GET /health                the heartbeat
-///   POST /push/register        registers an application for pushes
-///   POST /push/stream          the stream of a client's pushes; the answer ends with the
-///   connection PUT, GET, DELETE /admin/faults          sets one, lists all, clears all; with
-///   ?service= and
-///                                           &method= clears only those set for exactly these
-///   GET /admin/requests?after=<number>      what came in after that number, oldest first
-///   GET /admin/info                         the process and the number of requests so far
-///   POST /admin/push                        sends a push, or an array of them (push_request.h)
-///   POST /admin/push/text?app_id=&device_id=    sends the body as it is
-///   GET /admin/commands                     the table of commands
-///   GET, DELETE /admin/streams              lists the push streams, ends them all
-///   PUT /admin/tokens                       an array of the user tokens that may register; empty:
-///                                           every one but ""
+///   POST /services/<service>                 a request; the body is a call in the form of
+///                                            JSON-RPC, or anything
+///   POST /upload/<service>                   a file; answers {"bytes": n, "crc32": "..."}
+///   GET /health                              the heartbeat
+///   POST /push/register                      registers an application for pushes
+///   POST /push/stream                        the stream of a client's pushes; the answer ends with
+///                                            the connection
+///   PUT, GET, DELETE /admin/faults           sets one, lists all, clears all; with ?service= and
+///                                            &method= clears only those set for exactly these
+///   GET /admin/requests?after=<number>       what came in after that number, oldest first
+///   GET /admin/info                          the process, and how many requests and registrations
+///                                            there were so far
+///   POST /admin/push                         sends a push, or an array of them (push_request.h)
+///   POST /admin/push/text?app_id=&device_id= sends the body as it is
+///   GET /admin/commands                      the table of commands
+///   GET, DELETE /admin/streams               lists the push streams, ends them all
+///   PUT /admin/tokens                        an array of the user tokens that may register; empty:
+///                                            every one but ""
+// clang-format on
 class Cloud {
  public:
   struct Options {

@@ -17,6 +17,10 @@ std::optional<std::string> Process::read_line() {
   }
 }
 
+bool Process::write_line(std::string_view line) {
+  return input_ != -1 && write_all(std::string(line) + "\n");
+}
+
 std::string Process::read_all() {
   char buffer[4096];
   while (const std::size_t count = read_some(buffer, sizeof buffer)) unread_.append(buffer, count);

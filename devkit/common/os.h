@@ -20,6 +20,8 @@ std::uint32_t thread_id();
 
 /// Null if the variable isn't set. Asks the system each time, so a change by any library counts.
 std::optional<std::string> environment(const char* name);
+/// The names of all variables that are set; in capitals where the system doesn't tell cases apart.
+std::vector<std::string> environment_names();
 /// For this process and the ones it starts; null removes it. Not to be raced with `environment`.
 void set_environment(const char* name, const std::optional<std::string>& value);
 
@@ -82,10 +84,14 @@ class Library {
   void* handle_;
 };
 
-/// A child process. Its standard output comes here line by line; the rest it shares with this one.
+/// A child process. Its standard output comes here line by line; the rest it shares with this one,
+/// but for its standard input where that is to come from here.
 class Process {
  public:
-  Process(const std::filesystem::path& program, const std::vector<std::string>& arguments);
+  enum class Input { shared, piped };
+
+  Process(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+          Input input = Input::shared);
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
   /// Stops the child if it still runs.
@@ -96,19 +102,28 @@ class Process {
   std::optional<std::string> read_line();
   /// Everything up to the end of the child's output.
   std::string read_all();
+  /// A line for a piped input, which gets its end here. False if nobody reads it any more.
+  bool write_line(std::string_view line);
+  /// No more lines come.
+  void close_input() noexcept;
   /// Ends the child from outside, as a power cut would (Windows) or as a service manager would
-  /// (Linux), and waits for its end. Repeating it is harmless.
+  /// (Linux), and waits for its end. Who doesn't heed that within 30 seconds is killed, and told
+  /// about on standard error. Repeating it is harmless.
   void stop();
+  /// Ends the child from outside before it can do anything about it, and waits for its end.
+  void kill();
   /// Waits for the child's own end and gives its exit code.
   int wait();
 
  private:
   std::size_t read_some(char* buffer, std::size_t size);
+  bool write_all(std::string_view text);
   void close_output() noexcept;
 
   std::uint64_t id_ = 0;
   std::intptr_t handle_ = 0;
   std::intptr_t output_ = 0;
+  std::intptr_t input_ = -1;  ///< -1: the child's input isn't ours
   std::string unread_;
   std::optional<int> exit_code_;
 };

@@ -9,10 +9,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include "devkit/common/os.h"
 
@@ -22,6 +25,16 @@ namespace {
 
 [[noreturn]] void fail(int number, const std::string& what) {
   throw std::system_error(number, std::generic_category(), what);
+}
+
+/// Longer than anybody needs who ends at all.
+constexpr std::chrono::seconds stop_patience{30};
+
+/// Leaves the child's exit code to be had.
+bool has_ended(std::uint64_t id) {
+  siginfo_t info = {};
+  return waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+         info.si_pid != 0;
 }
 
 sigset_t ending_signals() {
@@ -75,6 +88,15 @@ std::optional<std::string> environment(const char* name) {
   const char* const value = std::getenv(name);
   if (value == nullptr) return std::nullopt;
   return value;
+}
+
+std::vector<std::string> environment_names() {
+  std::vector<std::string> names;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const std::string_view text = *entry;
+    names.emplace_back(text.substr(0, text.find('=')));
+  }
+  return names;
 }
 
 void set_environment(const char* name, const std::optional<std::string>& value) {
@@ -158,10 +180,21 @@ void* Library::address(const char* name) const {
   return found;
 }
 
-Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
+Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                 Input input) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) fail(errno, "pipe2");
   output_ = ends[0];
+  // A pair of sockets, since writing to one whose reader is gone can be told not to raise a signal.
+  int input_ends[2] = {-1, -1};
+  if (input == Input::piped &&
+      socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, input_ends) != 0) {
+    const int error = errno;
+    close(ends[1]);
+    close_output();
+    fail(error, "socketpair");
+  }
+  input_ = input_ends[0];
 
   std::string name = program.string();
   std::vector<std::string> copies = arguments;
@@ -172,13 +205,16 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  if (input_ends[1] != -1) posix_spawn_file_actions_adddup2(&actions, input_ends[1], STDIN_FILENO);
   const spawn_attributes attributes;
   pid_t child = 0;
   const int error =
       posix_spawn(&child, name.c_str(), &actions, &attributes.value, pointers.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
+  if (input_ends[1] != -1) close(input_ends[1]);
   if (error != 0) {
+    close_input();
     close_output();
     fail(error, "could not start " + name);
   }
@@ -187,6 +223,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
 
 Process::~Process() {
   stop();
+  close_input();
   close_output();
 }
 
@@ -198,13 +235,45 @@ std::size_t Process::read_some(char* buffer, std::size_t size) {
   }
 }
 
+bool Process::write_all(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = send(static_cast<int>(input_), text.data(), text.size(), MSG_NOSIGNAL);
+    if (count >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void Process::close_input() noexcept {
+  if (input_ != -1) close(static_cast<int>(input_));
+  input_ = -1;
+}
+
 void Process::close_output() noexcept {
   close(static_cast<int>(output_));
 }
 
 void Process::stop() {
   if (exit_code_) return;
-  kill(static_cast<pid_t>(id_), SIGTERM);
+  ::kill(static_cast<pid_t>(id_), SIGTERM);
+  const auto end = std::chrono::steady_clock::now() + stop_patience;
+  while (!has_ended(id_)) {
+    if (std::chrono::steady_clock::now() > end) {
+      std::fprintf(stderr, "Process %llu doesn't heed the wish to end, and is killed.\n",
+                   static_cast<unsigned long long>(id_));
+      return kill();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  wait();
+}
+
+void Process::kill() {
+  if (exit_code_) return;
+  ::kill(static_cast<pid_t>(id_), SIGKILL);
   wait();
 }
 

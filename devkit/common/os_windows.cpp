@@ -92,6 +92,20 @@ std::optional<std::string> environment(const char* name) {
   return to_utf8(value);
 }
 
+std::vector<std::string> environment_names() {
+  wchar_t* const block = GetEnvironmentStringsW();
+  if (block == nullptr) fail("GetEnvironmentStrings");
+  std::vector<std::string> names;
+  for (const wchar_t* entry = block; *entry != L'\0'; entry += std::wcslen(entry) + 1) {
+    const std::wstring_view text = entry;
+    std::wstring name(text.substr(0, text.find(L'=', 1)));
+    CharUpperW(name.data());
+    names.push_back(to_utf8(name));
+  }
+  FreeEnvironmentStringsW(block);
+  return names;
+}
+
 void set_environment(const char* name, const std::optional<std::string>& value) {
   const std::wstring wide = value ? to_wide(*value) : std::wstring();
   const std::wstring wide_name = to_wide(name);
@@ -206,13 +220,27 @@ void* Library::address(const char* name) const {
   return reinterpret_cast<void*>(found);
 }
 
-Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments) {
+Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                 Input kind) {
   SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
   HANDLE output = nullptr;
   HANDLE input = nullptr;
   if (!CreatePipe(&output, &input, &inheritable, 0)) fail("CreatePipe");
   SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
   output_ = as_number(output);
+  HANDLE childs_input = nullptr;
+  HANDLE our_end = nullptr;
+  if (kind == Input::piped) {
+    if (!CreatePipe(&childs_input, &our_end, &inheritable, 0)) {
+      const DWORD error = GetLastError();
+      CloseHandle(input);
+      close_output();
+      SetLastError(error);
+      fail("CreatePipe");
+    }
+    SetHandleInformation(our_end, HANDLE_FLAG_INHERIT, 0);
+    input_ = as_number(our_end);
+  }
 
   std::wstring line = quoted(program.wstring());
   for (const std::string& argument : arguments) line += L" " + quoted(to_wide(argument));
@@ -220,7 +248,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
   STARTUPINFOW start = {};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  start.hStdInput = childs_input != nullptr ? childs_input : GetStdHandle(STD_INPUT_HANDLE);
   start.hStdOutput = input;
   start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION child = {};
@@ -228,7 +256,9 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
                                       nullptr, nullptr, &start, &child);
   const DWORD error = GetLastError();
   CloseHandle(input);
+  if (childs_input != nullptr) CloseHandle(childs_input);
   if (!started) {
+    close_input();
     close_output();
     SetLastError(error);
     fail("could not start " + to_utf8(program.wstring()));
@@ -241,6 +271,7 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
 Process::~Process() {
   stop();
   CloseHandle(as_handle(handle_));
+  close_input();
   close_output();
 }
 
@@ -251,6 +282,23 @@ std::size_t Process::read_some(char* buffer, std::size_t size) {
   fail("ReadFile");
 }
 
+bool Process::write_all(std::string_view text) {
+  DWORD count = 0;
+  while (!text.empty()) {
+    if (!WriteFile(as_handle(input_), text.data(), static_cast<DWORD>(text.size()), &count,
+                   nullptr)) {
+      return false;
+    }
+    text.remove_prefix(count);
+  }
+  return true;
+}
+
+void Process::close_input() noexcept {
+  if (input_ != -1) CloseHandle(as_handle(input_));
+  input_ = -1;
+}
+
 void Process::close_output() noexcept {
   CloseHandle(as_handle(output_));
 }
@@ -259,6 +307,11 @@ void Process::stop() {
   if (exit_code_) return;
   TerminateProcess(as_handle(handle_), 1);
   wait();
+}
+
+// What ends a process here leaves it no say anyway.
+void Process::kill() {
+  stop();
 }
 
 int Process::wait() {

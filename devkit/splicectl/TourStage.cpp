@@ -11,13 +11,23 @@ namespace devkit {
 
 using nlohmann::json;
 
+namespace {
+
+/// And about more than where the log goes and where the broker's program is.
+bool is_about_this_system(const std::string& name) {
+  return name.starts_with("SPLICE_") && !name.starts_with("SPLICE_LOG") &&
+         name != "SPLICE_MOSQUITTO";
+}
+
+}  // namespace
+
 TourStage::TourStage(const std::filesystem::path& module, bool is_terminal)
     : is_terminal_(is_terminal), folder_(module) {
   // The tour's folder has all its files, and nothing fails but what the tour lets fail, whatever
-  // the reader's environment says.
-  for (const char* const name :
-       {"SPLICE_GUARDIAN_CONFIG", "SPLICE_EVENTS", "SPLICE_EVENTS_FAIL", "SPLICE_HOST_FAIL"})
-    os::set_environment(name, std::nullopt);
+  // the reader's environment says: it speaks for the options of the processes to come as well.
+  for (const std::string& name : os::environment_names()) {
+    if (is_about_this_system(name)) os::set_environment(name.c_str(), std::nullopt);
+  }
   os::set_environment("SPLICE_PROXY", path_text(folder_.proxy_file()));
   read_as(folder_.module());
 }

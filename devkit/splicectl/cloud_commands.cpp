@@ -18,6 +18,7 @@ void add_cloud(CLI::App& app, Command& command) {
   struct Options {
     std::uint16_t port = default_port;
     std::string certificate;
+    std::string commands;
     double seconds = 0;
     bool json = false;
   };
@@ -30,13 +31,17 @@ void add_cloud(CLI::App& app, Command& command) {
   sub->add_option("--https", options->certificate,
                   "Serve https, and write the new certificate to this file")
       ->envname("SPLICE_HTTPS");
-  sub->add_option("--for", options->seconds, "End by itself after so many seconds")
-      ->envname("SPLICE_FOR");
+  sub->add_option("--commands", options->commands,
+                  "Keep the commands in this SQLite file; none: only as long as it runs")
+      ->envname("SPLICE_COMMANDS");
+  add_for_option(*sub, options->seconds, "End by itself after so many seconds");
   sub->add_flag("--json", options->json, "Say the address as JSON")->envname("SPLICE_JSON");
-  sub->callback([&command, options] {
+  sub->callback([&command, options, sub] {
+    // A view of a cloud that runs already: "cloud commands" and its like.
+    if (!sub->get_subcommands().empty()) return;
     command.run = [options] {
       os::Interrupt interrupt;
-      const Cloud cloud({options->port, to_path(options->certificate)});
+      const Cloud cloud({options->port, to_path(options->certificate), to_path(options->commands)});
       if (options->json) {
         print(
             {{"address", cloud.address()}, {"port", cloud.port()}, {"process", os::process_id()}});
@@ -47,11 +52,7 @@ void add_cloud(CLI::App& app, Command& command) {
           std::printf("Others find it by SPLICE_CLOUD=%s\n", cloud.address().c_str());
         std::fflush(stdout);
       }
-      if (options->seconds > 0) {
-        interrupt.wait_for(static_cast<std::uint32_t>(options->seconds * 1000));
-      } else {
-        interrupt.wait();
-      }
+      stay(interrupt, options->seconds);
       return exit_code::ok;
     };
   });
@@ -78,8 +79,7 @@ void add_fault(CLI::App& app, Command& command) {
   sub->add_option("--method", fault.method, "The method; * for all")
       ->envname("SPLICE_METHOD")
       ->capture_default_str();
-  sub->add_option("--count", options->count, "For so many requests; 0 until cleared")
-      ->envname("SPLICE_COUNT")
+  add_count_option(*sub, options->count, "For so many requests; 0 until cleared")
       ->capture_default_str();
   sub->add_option("--code", fault.code, "error: its number")
       ->envname("SPLICE_CODE")

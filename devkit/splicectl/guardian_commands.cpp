@@ -80,7 +80,7 @@ void add_circuits(CLI::App& app, Command& command) {
   sub->add_flag("--unelevated", options->unelevated, "The circuits of all other processes")
       ->excludes(elevated);
   sub->add_flag("--watch", options->watch, "Stay, and show each change");
-  sub->add_option("--for", options->seconds, "Watch for so many seconds")->envname("SPLICE_FOR");
+  add_for_option(*sub, options->seconds, "Watch for so many seconds");
   sub->callback([&command, options] {
     command.run = [&command, options] {
       read_as(command.module_path(), options->elevated     ? std::optional(true)

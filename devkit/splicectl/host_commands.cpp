@@ -74,29 +74,29 @@ void add_host(CLI::App& app, Command& command) {
   add_module_option(*sub, command);
   sub->add_flag("--alone", options->alone, "Give the module no host services")
       ->envname("SPLICE_ALONE");
-  sub->add_option("--for", options->seconds, "End by itself after so many seconds")
-      ->envname("SPLICE_FOR");
-  sub->callback([&command, options] {
+  add_for_option(*sub, options->seconds, "End by itself after so many seconds");
+  add_serve_command(*sub, command);
+  sub->callback([&command, options, sub] {
+    // With "serve" after it this is but the way there.
+    if (!sub->get_subcommands().empty()) return;
     command.run = [&command, options] {
       os::Interrupt interrupt;
-      os::set_environment("SPLICE_CLOUD", command.cloud);
+      command.tell_environment();
       if (!os::environment("SPLICE_LOG")) os::set_environment("SPLICE_LOG", "-");
       Host host(command.module_path(), options->alone);
       std::printf("The module is loaded and looks for the cloud at %s. Stop with Ctrl-C.\n",
                   command.cloud.c_str());
       std::fflush(stdout);
-      constexpr std::uint32_t slice = 100;
-      const auto limit = static_cast<std::uint64_t>(options->seconds * 1000);
       std::optional<bool> was_up;
-      for (std::uint64_t spent = 0; limit == 0 || spent < limit; spent += slice) {
+      stay(interrupt, options->seconds, [&] {
         const bool up = host.is_cloud_up();
         if (was_up != up) {
           std::printf("%s the cloud is %s\n", up ? "+" : "-", up ? "up" : "down");
           std::fflush(stdout);
         }
         was_up = up;
-        if (interrupt.wait_for(slice)) break;
-      }
+        return true;
+      });
       return exit_code::ok;
     };
   });
@@ -144,7 +144,7 @@ void add_request(CLI::App& app, Command& command) {
   sub->callback([&command, options] {
     command.run = [&command, options] {
       os::Interrupt interrupt;
-      os::set_environment("SPLICE_CLOUD", command.cloud);
+      command.tell_environment();
       const ConnectCall& call = options->call;
       Host host(command.module_path());
       for (std::uint32_t done = 1;; ++done) {
@@ -184,7 +184,7 @@ void add_upload(CLI::App& app, Command& command) {
       ->capture_default_str();
   sub->callback([&command, options] {
     command.run = [&command, options] {
-      os::set_environment("SPLICE_CLOUD", command.cloud);
+      command.tell_environment();
       Host host(command.module_path());
       ProgressBar bar(!command.wants_json() && command.is_terminal, "");
       const Outcome outcome = host.upload(

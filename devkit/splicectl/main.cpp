@@ -3,6 +3,7 @@
 
 #include "devkit/cloud/CloudAdmin.h"
 #include "devkit/common/os.h"
+#include "devkit/splicectl/BusSightings.h"
 #include "devkit/splicectl/command.h"
 #include "devkit/splicectl/exit_codes.h"
 #include "devkit/splicectl/tour.h"
@@ -32,10 +33,15 @@ int run(int count, char** values) {
   app.immediate_callback();
   add_tour(app, command);
   add_cloud_commands(app, command);
+  add_push_commands(app, command);
   add_host_commands(app, command);
   add_guardian_commands(app, command);
   add_proxy_commands(app, command);
   add_telemetry_commands(app, command);
+  add_user_commands(app, command);
+  add_app_commands(app, command);
+  add_bus_commands(app, command);
+  add_ask_command(app, command);
 
   std::vector<std::string> arguments = os::arguments(count, values);
   // The library takes them from the end.
@@ -50,6 +56,12 @@ int run(int count, char** values) {
   } catch (const no_cloud& error) {
     std::fprintf(stderr, "splicectl: %s\n", error.what());
     return exit_code::no_cloud;
+  } catch (const no_broker& error) {
+    std::fprintf(stderr, "splicectl: %s\n", error.what());
+    return exit_code::no_broker;
+  } catch (const std::invalid_argument& error) {
+    std::fprintf(stderr, "splicectl: %s\n", error.what());
+    return exit_code::usage;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "splicectl: %s\n", error.what());
     return exit_code::cannot_start;

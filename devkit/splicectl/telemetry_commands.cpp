@@ -43,7 +43,7 @@ void add_telemetry_commands(CLI::App& app, Command& command) {
   add_module_option(*sub, command);
   add_format_options(*sub, command);
   sub->add_flag("--follow", options->follow, "Stay, and show those to come");
-  sub->add_option("--for", options->seconds, "Follow for so many seconds")->envname("SPLICE_FOR");
+  add_for_option(*sub, options->seconds, "Follow for so many seconds");
   sub->callback([&command, options] {
     command.run = [&command, options] {
       os::Interrupt interrupt;

@@ -131,8 +131,8 @@ struct cirrel_client {
   unused zvcirrel_json_long;
   unused zvcirrel_json_real;
   unused zvcirrel_json_type_of;
-  /// Has pushes of `topic` for the destination come to the callbacks, for the instance's life: there
-  /// is no way back.
+  /// Has pushes of `topic` for the destination come to the callbacks, for the instance's life:
+  /// there is no way back.
   std::uint32_t (*connect_register)(void* instance, const cirrel_push_source* source,
                                     const cirrel_push_destination* destination, const char* topic,
                                     const char* transport, const cirrel_push_callbacks* callbacks);

@@ -252,7 +252,8 @@ std::vector<std::string> FakeBus::listeners() const {
   const std::lock_guard lock(state_->mutex);
   std::vector<std::string> lines;
   for (const auto& [channel, listener] : state_->listeners) {
-    lines.push_back(channel + " " + listener);
+    lines.push_back(channel);
+    lines.back().append(" ").append(listener);
   }
   return lines;
 }

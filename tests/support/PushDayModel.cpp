@@ -1,6 +1,8 @@
 #include "support/PushDayModel.h"
 
 #include <algorithm>
+#include <initializer_list>
+#include <string_view>
 
 namespace support {
 
@@ -12,6 +14,13 @@ std::string event_key(const json& line) {
   const json& params = line.at("params");
   if (params.is_object() && params.contains("day")) return params.at("day").get<std::string>();
   return line.at("event").get<std::string>();
+}
+
+/// One text of several, which sums in loops would copy again and again.
+std::string joined(std::initializer_list<std::string_view> parts) {
+  std::string text;
+  for (const std::string_view part : parts) text += part;
+  return text;
 }
 
 std::string command_key(const json& line) {
@@ -256,13 +265,13 @@ void PushDayModel::lists(const std::string& process, Seat& seat, const json& ids
   std::set<std::string> listed;
   for (const json& one : ids) {
     const std::string id = one;
-    if (!listed.insert(id).second) fault(process + " holds a command twice: " + id);
+    if (!listed.insert(id).second) fault(joined({process, " holds a command twice: ", id}));
     if (!id.empty() && commands_.count(id) == 0)
-      fault(process + " holds a command that nobody sent: " + id);
+      fault(joined({process, " holds a command that nobody sent: ", id}));
   }
   for (const std::string& id : seat.held_when_asked) {
     if (listed.count(id) == 0 && seat.held.count(id) != 0)
-      fault(process + " has lost a command from its list: " + id);
+      fault(joined({process, " has lost a command from its list: ", id}));
   }
   for (const std::string& id : listed) {
     seat.owed_in_list.erase(id);
@@ -276,7 +285,7 @@ void PushDayModel::lists(const std::string& process, Seat& seat, const json& ids
     seat.replays = false;
     seat.last_of_replay.reset();
     for (const std::string& id : seat.owed_again)
-      fault(process + " wasn't shown a command that it holds: " + id);
+      fault(joined({process, " wasn't shown a command that it holds: ", id}));
     seat.owed_again.clear();
   }
 }
@@ -362,7 +371,7 @@ std::vector<std::string> PushDayModel::owed() const {
   std::vector<std::string> words;
   for (const auto& [process, seat] : seats_) {
     const auto tell = [&, &name = process](const char* what, const std::set<std::string>& keys) {
-      for (const std::string& key : keys) words.push_back(name + what + key);
+      for (const std::string& key : keys) words.push_back(joined({name, what, key}));
     };
     tell(" hasn't got the event ", seat.events.owed);
     tell(" hasn't got the command ", seat.commands.owed);

@@ -82,7 +82,7 @@ TEST_F(CloudUp, IsToldEachTimeTheServerAppears) {
   EXPECT_FALSE(client.is_up());
   std::optional<Cloud> cloud;
   for (int round = 1; round <= 2; ++round) {
-    cloud.emplace(Cloud::Options{port, {}});
+    cloud.emplace(Cloud::Options{.port = port});
     EXPECT_TRUE(listener.wait_for(listener.finished, round));
     EXPECT_TRUE(client.is_up());
     cloud.reset();

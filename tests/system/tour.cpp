@@ -15,6 +15,16 @@ TEST(Tour, GoesAsExpectedFromItsFirstStepToItsLast) {
   EXPECT_EQ(tour.output.find("NOT AS EXPECTED"), std::string::npos);
 }
 
+TEST(Tour, GoesAsExpectedWhateverTheReadersEnvironmentSays) {
+  const Variable commands("SPLICE_COMMANDS", "/no/such/folder/file");
+  const Variable certificate("SPLICE_HTTPS", "/no/such/folder/file");
+  const Variable bus("SPLICE_BUS_FAIL", "SendAndWait:5");
+  const Variable device("SPLICE_DEVICE", "another");
+  const Variable text("SPLICE_TEXT", "1");
+  const Ended tour = run({"tour"});
+  EXPECT_EQ(tour.code, devkit::exit_code::ok) << tour.output;
+}
+
 TEST(CommandLine, TellsItsEndsApart) {
   const OwnKit kit;
   const std::string module = module_text(kit);

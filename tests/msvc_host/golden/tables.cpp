@@ -1,12 +1,16 @@
 // Compiled for its layouts only: one call through each table that this host declares, which makes
 // the compiler print the table. The printout is compared with tables.txt.
 
+#include "product/agent.h"
+#include "product/bus.h"
 #include "product/cloud.h"
+#include "product/connect.h"
 #include "product/containers.h"
 #include "product/events.h"
 #include "product/guardian.h"
 #include "product/plugin.h"
 #include "product/proxy.h"
+#include "product/push.h"
 
 namespace zv {
 IMemMgr* string_manager() {
@@ -110,6 +114,52 @@ void app_client(proxy_msgbus::iclient_app& it) {
 void core_client(proxy_msgbus::iclient_core& it) {
   it.shutdown_communication();
 }
+void bus_host(IBusHost& it) {
+  it.get_bus(0);
+}
+void bus_of_listeners(IBus& it) {
+  it.Core();
+}
+void bus_of_observers(IBus& it) {
+  it.AddObserver(nullptr, 0);
+}
+void bus_core(IBusCore& it) {
+  it.CreateMessage(0);
+}
+void bus_channel(IBusChannel& it) {
+  it.Unsubscribe(nullptr);
+}
+void bus_subscription(IBusSubscription& it) {
+  it.GetChannel();
+}
+void bus_message(IBusMessage& it) {
+  it.Release();
+}
+void bus_observer(ibus_observer& it) {
+  it.on_listener_removed(nullptr, nullptr, nullptr);
+}
+void agent(IProductAgent& it) {
+  it.UnregisterEvents(nullptr);
+}
+void agent_events(IProductAgentEvents& it) {
+  it.OnUserInfoChanged();
+}
+void user_info(IProductAgentUserInfo& it) {
+  it.Release();
+}
+void auth_provider(IAuthDataProvider& it, auth_data& data) {
+  it.GetAuthData(data);
+}
+void user_requests(IConnectRequests& it) {
+  it.is_cloud_up();
+}
+void older_user_requests(IConnectRequestsCompatibility& it, const cloud::connect_request& request,
+                         cloud::request_reply& reply) {
+  it.resolve(request, reply);
+}
+void push_service(IPushService& it) {
+  it.send_offline_commands({}, nullptr, nullptr);
+}
 
 // The records that cross, for their field offsets.
 cloud::connect_request connect_request;
@@ -123,3 +173,10 @@ zv::StringRecord string_record;
 cloud::observable_cloud_requests* observable_object;
 ICloudGuardianQuerier* querier_object;
 proxy_msgbus::proxy_info proxy_info;
+cloud::push::event_info event_info;
+cloud::push::command_info command_info;
+auth_data user;
+both_connect_requests* both_requests_object;
+connect_integrator* integrator_object;
+observing_plugin* push_server_object;
+IBus* bus_object;

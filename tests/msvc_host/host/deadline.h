@@ -10,3 +10,14 @@ class deadline {
  private:
   uint64_t end_ = GetTickCount64() + 60'000;
 };
+
+// Whether what other threads bring about comes to hold before that end.
+template <class Condition>
+bool comes(Condition condition) {
+  const deadline end;
+  while (!condition()) {
+    if (end.over()) return false;
+    Sleep(1);
+  }
+  return true;
+}

@@ -40,9 +40,9 @@ struct libraries {
     return found;
   }
 
-  // A line with this text; null if there is none.
-  const log_lines::line* line_with(const wchar_t* text) const {
-    for (uint32_t i = 0; i < line_count(); ++i) {
+  // A line with this text, the first of those that came after `from` others; null if there is none.
+  const log_lines::line* line_with(const wchar_t* text, uint32_t from = 0) const {
+    for (uint32_t i = from; i < line_count(); ++i) {
       if (contains(line(i)->text, text)) return line(i);
     }
     return nullptr;

@@ -3,7 +3,7 @@
 #include "product/plugin.h"
 
 // The host's services, which write down what they are asked for.
-class host_services final : public IServMain, public IServPluginManager, public execution_service {
+class host_services : public IServMain, public IServPluginManager, public execution_service {
  public:
   // IServMain
   void* first_unused() override {

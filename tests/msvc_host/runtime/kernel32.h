@@ -32,6 +32,9 @@ __declspec(dllimport) uint32_t GetCurrentThreadId();
 __declspec(dllimport) void* CreateThread(void* security, size_t stack, uint32_t (*body)(void*),
                                          void* argument, uint32_t flags, uint32_t* id);
 __declspec(dllimport) uint32_t WaitForSingleObject(void* object, uint32_t milliseconds);
+__declspec(dllimport) void* CreateEventW(void* security, int manual_reset, int set,
+                                         const wchar_t* name);
+__declspec(dllimport) int SetEvent(void* event);
 __declspec(dllimport) int CloseHandle(void* object);
 __declspec(dllimport) void Sleep(uint32_t milliseconds);
 __declspec(dllimport) uint64_t GetTickCount64();

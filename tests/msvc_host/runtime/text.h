@@ -43,3 +43,18 @@ void append_text(Ch (&to)[size], const Ch* from) {
   for (; *from && at + 1 < size; ++from) to[at++] = *from;
   to[at] = 0;
 }
+
+// Decimal.
+template <size_t size>
+void append_number(char (&to)[size], int64_t number) {
+  char digits[24];
+  char* at = digits + sizeof(digits) - 1;
+  *at = 0;
+  auto rest = number < 0 ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
+  do {
+    *--at = static_cast<char>('0' + rest % 10);
+    rest /= 10;
+  } while (rest != 0);
+  if (number < 0) *--at = '-';
+  append_text(to, at);
+}

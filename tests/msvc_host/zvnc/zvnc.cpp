@@ -32,6 +32,25 @@ struct upload_request {
   const char* meta;
 };
 
+struct push_source {
+  const char* user_token;
+  const char* app_id;
+  const char* device_id;
+};
+
+struct push_destination {
+  const char* app_id;
+  const char* device_id;
+};
+
+using push_callback = void(const response* told, void* context);
+
+struct push_callbacks {
+  push_callback* done;
+  push_callback* event;
+  void* context;
+};
+
 struct instance {
   uint32_t number;
 };
@@ -48,6 +67,8 @@ uint32_t status_value = 1;
 uint32_t instances = 0;
 cloud_up_callback* cloud_up = nullptr;
 void* cloud_up_context = nullptr;
+uint32_t push_result = 0;
+push_callbacks push_target{};
 
 record& note(call kind, void* at) {
   AcquireSRWLockExclusive(&lock);
@@ -84,6 +105,19 @@ uint32_t report_progress(void* argument) {
 
 uint32_t run_cloud_up(void*) {
   cloud_up(cloud_up_context);
+  return 0;
+}
+
+// The size counts, not a terminator.
+uint32_t run_push(void* argument) {
+  auto* text = static_cast<const char*>(argument);
+  const size_t size = length_of(text);
+  auto* bytes = static_cast<char*>(operator new(size + 8));
+  for (size_t i = 0; i < size; ++i) bytes[i] = text[i];
+  for (size_t i = size; i < size + 8; ++i) bytes[i] = '}';
+  const response pushed{nullptr, bytes, size};
+  push_target.event(&pushed, push_target.context);
+  operator delete(bytes);
   return 0;
 }
 
@@ -192,6 +226,28 @@ EXPORTED uint32_t zvcirrel_file_upload(void* at, const upload_request* request,
   return running.result;
 }
 
+EXPORTED uint32_t connect_register(void* at, const push_source* source,
+                                   const push_destination* destination, const char* topic,
+                                   const char* transport, const push_callbacks* callbacks) {
+  record& entry = note(call::push_register, at);
+  copy_text(entry.first, source->app_id);
+  copy_text(entry.second, source->device_id);
+  copy_text(entry.third, source->user_token);
+  copy_text(entry.body, destination->app_id);
+  const char* const others[] = {destination->device_id, topic, transport};
+  for (const char* part : others) {
+    append_text(entry.body, "|");
+    append_text(entry.body, part);
+  }
+  entry.callback = reinterpret_cast<void*>(callbacks->event);
+  entry.context = callbacks->context;
+  if (push_result != 0) return push_result;
+
+  push_target = *callbacks;
+  callbacks->done(nullptr, callbacks->context);
+  return 0;
+}
+
 // Bound by the module, never called.
 #define BOUND_ONLY(name)             \
   EXPORTED uint32_t name() {         \
@@ -225,7 +281,6 @@ BOUND_ONLY(zvcirrel_json_string)
 BOUND_ONLY(zvcirrel_json_long)
 BOUND_ONLY(zvcirrel_json_real)
 BOUND_ONLY(zvcirrel_json_type_of)
-BOUND_ONLY(connect_register)
 BOUND_ONLY(zvcirrel_gen_upload)
 BOUND_ONLY(zvcirrel_gen_upload_async)
 
@@ -249,6 +304,14 @@ EXPORTED void zvnc_answer(uint32_t result, const char* text) {
 EXPORTED void zvnc_cloud_status(uint32_t result, uint32_t value) {
   status_result = result;
   status_value = value;
+}
+
+EXPORTED void zvnc_refuse_push(uint32_t result) {
+  push_result = result;
+}
+
+EXPORTED bool zvnc_push(const char* text) {
+  return push_target.event && run_on_own_thread(run_push, const_cast<char*>(text));
 }
 
 EXPORTED bool zvnc_fire_cloud_up() {
