@@ -46,10 +46,11 @@ namespace devkit {
 class Cloud {
  public:
   struct Options {
-    std::uint16_t port = 0;             ///< 0: any free one
-    std::filesystem::path certificate;  ///< not empty: serves https with a certificate made anew
-                                        ///< for each start, and writes it here for clients to trust
-    std::filesystem::path commands;     ///< the database that keeps the commands; empty: in memory
+    std::uint16_t port = 0;  ///< 0: any free one
+    std::filesystem::path
+        certificate{};                 ///< not empty: serves https with a certificate made anew
+                                       ///< for each start, and writes it here for clients to trust
+    std::filesystem::path commands{};  ///< the database that keeps the commands; empty: in memory
     std::uint32_t beat_milliseconds = 500;  ///< the longest silence on a push stream
   };
 

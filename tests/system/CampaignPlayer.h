@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "devkit/app/Application.h"
@@ -127,6 +128,8 @@ class Player {
     if (!params.is_object() || params.value("for", "") != name_ || !params.contains("n")) {
       ++strange_;
     } else if (push.name.view() == hold) {
+      // A command may come once more, for instance when its callback has just been registered.
+      if (!held_before_.emplace(&numbers, params.at("n").get<std::size_t>()).second) return;
       ++held_;
       released_.wait(lock, [&, before = releases_] { return for_good_ || releases_ != before; });
       --held_;
@@ -145,6 +148,7 @@ class Player {
   mutable std::mutex mutex_;
   std::condition_variable released_;
   std::uint64_t releases_ = 0;
+  std::set<std::pair<const Numbers*, std::size_t>> held_before_;
   bool for_good_ = false;
   Numbers events_;
   Numbers commands_;
