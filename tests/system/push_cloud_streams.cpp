@@ -130,7 +130,8 @@ TEST_F(PushCloud, KeepsTheOrderOfPushes) {
   EXPECT_EQ(admin_.push(pushes).size(), 3000u);
   ASSERT_TRUE(listener.hears(count));
   const json fields = listener.fields();
-  for (int i = 0; i < count; ++i) ASSERT_EQ(fields[i]["event"], std::to_string(i));
+  for (int i = 0; i < count; ++i)
+    ASSERT_EQ(fields.at(static_cast<std::size_t>(i)).at("event"), std::to_string(i));
 }
 
 TEST_F(PushCloud, LosesNothingToASlowCallback) {
