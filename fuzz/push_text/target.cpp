@@ -24,10 +24,14 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
+/// JSON, and written as jansson writes it.
 void require_json(const zv::StringT<char>& text) {
   if (text.IsEmpty()) return;
-  json_t* const value = json_loads(text.c_str(), JSON_DECODE_ANY, nullptr);
+  json_t* const value = json_loads(text.c_str(), 0, nullptr);
   require(value != nullptr);
+  char* const dumped = json_dumps(value, 0);
+  require(dumped != nullptr && text.view() == dumped);
+  std::free(dumped);
   json_decref(value);
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "_base/win_error.h"
+#include "_base/zvjson/parsed_text.h"
 #include "_base/zvjson/zvjson.h"
 #include "frame/logger_stream.h"
 #include "push/push_gate.h"
@@ -35,10 +36,8 @@ std::int64_t number_member(const zv::Json& object, const char* key) {
 }
 
 /// The value as JSON text; empty if it is neither object nor array.
-std::string json_text(const zv::Json& value) {
-  std::string text;
-  value.Dump(text, 0);
-  return text;
+zv::StringT<char> json_text(const zv::Json& value) {
+  return text_of(zv::ParsedText(value.RawValue()));
 }
 
 /// `object` holds the command, which is `app_id`'s.
@@ -47,7 +46,7 @@ command_info read_command(const zv::Json& object, const std::string& app_id,
   zv::JsonNull params;
   object.GetMember("command_params", params);
   return {text_of(app_id), text_of(text_member(object, "command")),
-          text_of(text_member(object, "command_id")), text_of(json_text(params)), timestamp};
+          text_of(text_member(object, "command_id")), json_text(params), timestamp};
 }
 
 bool is_same_command(const command_info& a, const command_info& b) {
@@ -100,8 +99,8 @@ void push_service::deliver(const cirrel_response& response) {
   if (event == "command") {
     deliver_command(app_id, read_command(params, app_id, timestamp));
   } else {
-    deliver_event(app_id, {text_of(event), text_of(json_text(params)), text_of(app_id),
-                           text_of(device_id), timestamp});
+    deliver_event(app_id, {text_of(event), json_text(params), text_of(app_id), text_of(device_id),
+                           timestamp});
   }
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "platform/os.h"
 #include "platform/posix/native_path.h"
@@ -28,7 +29,7 @@ bool is_bare(const std::string& name) {
   return name.find('/') == std::string::npos;
 }
 
-std::string base_name(const std::string& path) {
+std::string_view base_name(std::string_view path) {
   return path.substr(path.find_last_of('/') + 1);
 }
 
@@ -76,9 +77,8 @@ struct Search {
 
 int compare_loaded(dl_phdr_info* object, std::size_t, void* data) {
   Search& search = *static_cast<Search*>(data);
-  const std::string path = object->dlpi_name;
-  if (base_name(path) != search.name) return 0;
-  search.found = path;
+  if (base_name(object->dlpi_name) != search.name) return 0;
+  search.found = object->dlpi_name;
   return 1;
 }
 
