@@ -129,7 +129,8 @@ TEST(ECEventWithoutMemory, IsAssignedWholeOrNotAtAll) {
 TEST(ECEventWithoutMemory, IsCopiedWholeOrNotAtAll) {
   const auto original = event_of_depth<ECEvent>(2);
   const std::wstring before = described(original);
-  for (long index = 0;; ++index) {
+  long index = 0;
+  for (;; ++index) {
     bool thrown = false;
     const bool met = failing_allocation::met_by(index, [&] {
       try {
@@ -142,6 +143,7 @@ TEST(ECEventWithoutMemory, IsCopiedWholeOrNotAtAll) {
     EXPECT_EQ(described(original), before);
     if (!met) break;
   }
+  EXPECT_GE(index, 50);
 }
 
 TEST(ECEventWithoutMemory, EndsWithoutAskingForAny) {

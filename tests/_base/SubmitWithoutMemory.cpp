@@ -78,7 +78,8 @@ TEST(SerialWorkerWithoutMemory, DropsTheWorkOrLetsItWait) {
 }
 
 TEST(SerialWorkerWithoutMemory, GoesOnWithItsDrain) {
-  for (long index = 0;; ++index) {
+  long index = 0;
+  for (;; ++index) {
     SCOPED_TRACE(testing::Message() << "allocation " << index);
     std::promise<void> gate;
     std::promise<void> started;
@@ -101,6 +102,7 @@ TEST(SerialWorkerWithoutMemory, GoesOnWithItsDrain) {
     worker.Stop();
     if (!met) break;
   }
+  EXPECT_GE(index, 2) << "for the item and its place";
 }
 
 TEST(ParallelWorkersWithoutMemory, LoseTheWorkAndNothingElse) {
