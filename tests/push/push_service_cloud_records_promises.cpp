@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/HeldListings.h"
 #include "support/PushServiceTest.h"
 
 namespace {
@@ -79,6 +80,7 @@ TEST_F(PushCloudRecords, CommandsOfAnApplicationGoUnderTheSameTopic) {
 
 TEST_F(PushCloudRecords, OtherFunctionOfTheCallbacksDoesNothing) {
   go_online();
+  const support::HeldListings held(requests);
   want_events("app", receiver);
   want_commands("app", receiver);
   log.clear();
@@ -205,6 +207,7 @@ TEST_F(PushCloudRecords, FirstApplicationOfAllIsToldOnceForCommandsToo) {
 
 TEST_F(PushCloudRecords, OutcomeIsSaidWhateverItIs) {
   go_online();
+  const support::HeldListings held(requests);
   want_events("app", receiver);
   EXPECT_EQ(times_said(16, L"register to push err: 0"), 1u);
   client.set_register_result(4294967295);
@@ -217,6 +220,7 @@ TEST_F(PushCloudRecords, OutcomeIsSaidWhateverItIs) {
 
 TEST_F(PushCloudRecords, RefusalIsTheResultAndTheApplicationIsGone) {
   go_online();
+  const support::HeldListings held(requests);
   client.set_register_result(77);
   EXPECT_EQ(want_events("app", receiver), 77u);
   EXPECT_EQ(want_commands("app2", receiver), 77u);
@@ -233,6 +237,7 @@ TEST_F(PushCloudRecords, RefusalIsTheResultAndTheApplicationIsGone) {
 
 TEST_F(PushCloudRecords, RefusalOfCommandsLeavesTheEventsOfOthersAlone) {
   go_online();
+  const support::HeldListings held(requests);
   want_events("app", receiver);
   client.set_register_result(77);
   EXPECT_EQ(want_commands("app2", receiver), 77u);
@@ -251,6 +256,7 @@ TEST_F(PushCloudRecords, RefusalOfEventsLeavesTheCommandsOfTheApplicationAlone) 
 
 TEST_F(PushCloudRecords, RefusalTakesThoseAlongWhoCameMeanwhile) {
   go_online();
+  const support::HeldListings held(requests);
   PushReceiver third;
   client.register_by([&](const PushRegistration&) {
     EXPECT_EQ(want_events("app", other), 0u);

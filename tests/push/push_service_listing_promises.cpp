@@ -9,12 +9,14 @@
 #include <thread>
 #include <vector>
 
+#include "support/HeldListings.h"
 #include "support/PushServiceTest.h"
 
 namespace {
 
 using nlohmann::json;
 using support::command_push;
+using support::HeldListings;
 using support::push_source;
 using support::PushReceiver;
 using support::ResolvedRequest;
@@ -75,13 +77,11 @@ TEST_F(PushListing, DoesNotRunOnTheCallersThread) {
 }
 
 TEST_F(PushListing, DoesNotHoldTheCallerUp) {
-  const waiting::Gate gate;
-  requests.while_resolving([gate](const ResolvedRequest&) { gate.wait(); });
+  const HeldListings held(requests);
   EXPECT_EQ(want_commands("app", receiver), 0u);
   ASSERT_TRUE(requests.wait_for(1));
   push(command_push("app", "do", "1"));
   EXPECT_EQ(receiver.command_names(), Names{"do 1"});
-  gate.open();
 }
 
 TEST_F(PushListing, IsAskedForOncePerNewApplication) {
@@ -101,6 +101,7 @@ TEST_F(PushListing, IsAskedForAgainWhenTheLastCallbackLeftBefore) {
 }
 
 TEST_F(PushListing, IsAskedForEvenIfTheCloudRefusesTheApplication) {
+  const HeldListings held(requests);
   client.set_register_result(77);
   EXPECT_EQ(want_commands("app", receiver), 77u);
   EXPECT_EQ(times_said(16, L"app_id: app"), 1u);
@@ -243,8 +244,7 @@ TEST_F(PushListing, OfTwoNamesWithOneIdentifierKeepsBoth) {
 }
 
 TEST_F(PushListing, ReplaysToEveryCallbackOfTheApplicationInTheirOrder) {
-  const waiting::Gate gate;
-  requests.while_resolving([gate](const ResolvedRequest&) { gate.wait(); });
+  HeldListings held(requests);
   requests.answer_next(
       R"([{"command": "a", "command_id": "1"}, {"command": "b", "command_id": "2"}])");
   Names order;
@@ -253,18 +253,17 @@ TEST_F(PushListing, ReplaysToEveryCallbackOfTheApplicationInTheirOrder) {
   second.when_command = [&](const SeenCommand& c) { order.push_back("second " + c.name); };
   want_commands("app", receiver);
   want_commands("app", second);
-  gate.open();
+  held.let_go();
   finish_listings();
   EXPECT_EQ(order, (Names{"first a", "first b", "second a", "second b"}));
 }
 
 TEST_F(PushListing, KeepsForAnApplicationThatLeftMeanwhile) {
-  const waiting::Gate gate;
-  requests.while_resolving([gate](const ResolvedRequest&) { gate.wait(); });
+  HeldListings held(requests);
   requests.answer_next(R"([{"command": "a", "command_id": "1"}])");
   want_commands("app", receiver);
   leave_commands("app", receiver);
-  gate.open();
+  held.let_go();
   finish_listings();
   EXPECT_TRUE(receiver.commands().empty());
   EXPECT_EQ(kept("app"), Names{"a 1"});
