@@ -77,6 +77,14 @@ class Attempt {
   bool is_done() const { return done_.is_open(); }
   /// False if it doesn't come to an end in time.
   bool ends() const { return done_.wait(); }
+  /// False as soon as it comes to its end. Where something holds it up, only a fault can do that.
+  bool stays_blocked() const {
+    for (int i = 0; i != 50; ++i) {
+      if (is_done()) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+  }
 
  private:
   /// Kept for ever: the end of a thread's object would end the process.

@@ -57,9 +57,12 @@ class PushClientDeliveries : public support::PushClientTest {
 TEST_F(PushClientDeliveries, EventReachesItsApplicationWithAllItsFields) {
   server_comes();
   register_events("app", inbox);
+  register_events("other", other);
   bus.deliver(events, event("news", "app"));
   ASSERT_TRUE(inbox.gets(1));
+  client.reset();
   EXPECT_EQ(inbox.lines(), Lines{event_line("news", "app")});
+  EXPECT_EQ(other.size(), 0U);
 }
 
 TEST_F(PushClientDeliveries, CommandReachesItsApplicationWithAllItsFields) {
@@ -80,10 +83,12 @@ TEST_F(PushClientDeliveries, EventOfAnotherProcessGives1168AndReachesNobody) {
 
 TEST_F(PushClientDeliveries, CommandOfAnotherProcessGives1168AndIsKept) {
   settle("app", inbox);
+  settle("other", other);
   EXPECT_EQ(take(command_for("stranger", "1")), 1168U);
   EXPECT_EQ(inbox.size(), 0U);
   EXPECT_EQ(take(command_for("app", "2")), 0U);
   EXPECT_EQ(inbox.lines(), Lines{"wipe (2) for app at 7: {}"});
+  EXPECT_EQ(other.size(), 0U);
   EXPECT_EQ(pending(), (Lines{"wipe (old) for stranger at 7: {}", "wipe (1) for stranger at 7: {}",
                               "wipe (2) for app at 7: {}"}));
 }
@@ -98,7 +103,9 @@ TEST_F(PushClientDeliveries, EmptyEntryOfTheDefaultApplicationStillCountsAsKnown
 TEST_F(PushClientDeliveries, EventOfAnotherProcessOnTheBusReachesNobody) {
   server_comes();
   register_events("app", inbox);
-  bus.deliver(events, event("theirs", "stranger"));
+  for (const char* const app_id : {"stranger", "", "ap", "app2", "App"}) {
+    bus.deliver(events, event("theirs", app_id));
+  }
   bus.deliver(events, event("ours", "app"));
   ASSERT_TRUE(inbox.gets(1));
   client.reset();
@@ -169,6 +176,7 @@ TEST_F(PushClientDeliveries, CommandsAreTheSameByTheirIdAloneAndTheFirstIsKept) 
   register_commands("app", inbox);
   EXPECT_EQ(take(command_for("stranger", "id")), 1168U);
   EXPECT_EQ(take(command_for("app", "id")), 0U);
+  EXPECT_EQ(take(cloud::push::command_info{"app", "lock", "id", "{}", 8}), 0U);
   EXPECT_EQ(pending(), Lines{"wipe (id) for stranger at 7: {}"});
 }
 

@@ -20,18 +20,12 @@ constexpr const wchar_t* is_down = L"Push server is down";
 
 class PushClientFollowing : public support::PushClientTest {
  protected:
-  void forget() {
-    bus.forget_calls();
-    bus.forget_sent();
-    log.clear();
-  }
-
   PushInbox inbox;
 };
 
 TEST_F(PushClientFollowing, ServersComingIsTold) {
   server_comes();
-  EXPECT_EQ(times_said(log, 16, is_up), 1U);
+  EXPECT_LOGGED(log, 16, L"cloud::push::push_service_client::on_new_listener", is_up);
   EXPECT_EQ(log.lines(16).size(), 1U);
 }
 
@@ -46,6 +40,8 @@ TEST_F(PushClientFollowing, OtherListenersAreNotTheServer) {
   bus.announce(events, "push_register");
   bus.announce(events, "push_client");
   bus.announce("cl.zvserv.actions", "push_register");
+  bus.announce("connect.actions2", "push_register");
+  bus.announce("", "");
   EXPECT_TRUE(bus.sent().empty());
   EXPECT_TRUE(log.lines(16).empty());
 }
@@ -88,14 +84,7 @@ TEST_F(PushClientFollowing, ComingRegistersTheEventsAndThenTheCommandsTheDefault
   EXPECT_EQ(log.texts(),
             (std::vector<std::wstring>{L"Push server is up", L"registered to push events server",
                                        L"registered to push commands server"}));
-  EXPECT_EQ(bus.sent()[1].fields, (BusFields{{"module", "push"},
-                                             {"method", "push_register"},
-                                             {"source_app_id", "app"},
-                                             {"source_device_id", ""},
-                                             {"source_token", ""},
-                                             {"dest_app_id", ""},
-                                             {"dest_device_id", ""},
-                                             {"topic", 0}}));
+  EXPECT_EQ(bus.sent()[1].fields, registration("app", 0));
 }
 
 TEST_F(PushClientFollowing, EmptyTablesSendNothing) {
@@ -152,8 +141,8 @@ TEST_F(PushClientFollowing, GoingEndsBothSubscriptionsAndNotTheManagements) {
   server_comes();
   forget();
   server_goes();
-  EXPECT_EQ(log.texts(), std::vector<std::wstring>{is_down});
-  EXPECT_EQ(log.lines(16).size(), 1U);
+  EXPECT_LOGGED(log, 16, L"cloud::push::push_service_client::on_listener_removed", is_down);
+  EXPECT_EQ(log.texts().size(), 1U);
   EXPECT_EQ(bus.calls(), (Lines{"Unsubscribe connect.events", "Unsubscribe connect.events"}));
   EXPECT_EQ(bus.subscriptions_alive(events), 1U);
   EXPECT_EQ(bus.listeners(), Lines{"connect.events push_client"});
@@ -163,6 +152,7 @@ TEST_F(PushClientFollowing, GoingOfAServerThatWasNeverThereIsToldToo) {
   server_goes();
   server_goes();
   EXPECT_EQ(times_said(log, 16, is_down), 2U);
+  EXPECT_TRUE(bus.sent().empty());
 }
 
 TEST_F(PushClientFollowing, TablesAndPendingCommandsOutliveTheServer) {
@@ -195,11 +185,17 @@ TEST_F(PushClientFollowing, NewCommandCallbackGetsThePendingCommandsWhileTheServ
 }
 
 TEST_F(PushClientFollowing, NothingArrivesWhileTheServerIsAway) {
+  PushInbox news;
+  register_events("app", news);
   register_commands("app", inbox);
   server_comes();
   server_goes();
+  bus.deliver(events, event("missed", "app"));
   bus.deliver(events, command("missed", "app"));
   server_comes();
+  bus.deliver(events, event("seen", "app"));
+  ASSERT_TRUE(news.gets(1));
+  EXPECT_EQ(news.lines(), Lines{event_line("seen", "app")});
   bus.deliver(events, command("seen", "app"));
   ASSERT_TRUE(inbox.gets(1));
   EXPECT_EQ(pending(), Lines{command_line("seen", "app")});
@@ -274,15 +270,18 @@ TEST_F(PushClientFollowing, FailedRegistrationsAreNoReasonToStop) {
 }
 
 TEST_F(PushClientFollowing, SubscriptionThatFailedIsMadeByTheNextRefresh) {
+  const Lines all{"0 Desktop", "0 app", "1 Desktop", "1 app"};
   register_events("app", inbox);
+  register_commands("app", inbox);
   bus.answer({258, {}});
   server_comes();
+  EXPECT_EQ(registrations(), all);
   EXPECT_EQ(bus.subscriptions_alive(events), 1U);
   bus.answer_err(0);
   forget();
   client->refresh_listeners();
-  EXPECT_EQ(registrations(), (Lines{"0 Desktop", "0 app"}));
-  EXPECT_EQ(bus.subscriptions_alive(events), 2U);
+  EXPECT_EQ(registrations(), all);
+  EXPECT_EQ(bus.subscriptions_alive(events), 3U);
 }
 
 TEST_F(PushClientFollowing, NothingIsTriedAgainOfItself) {

@@ -180,7 +180,7 @@ TEST_F(PushClientLife, EndWaitsForACallbackThatRuns) {
   bus.deliver(events, command("id", "app"));
   ASSERT_TRUE(inside.wait());
   const Attempt end([this] { client.reset(); });
-  EXPECT_FALSE(end.is_done());
+  EXPECT_TRUE(end.stays_blocked());
   leave.open();
   EXPECT_TRUE(end.ends());
   EXPECT_EQ(inbox.lines().front(), command_line("id", "app"));

@@ -15,21 +15,13 @@ using support::PushInbox;
 using Lines = std::vector<std::string>;
 
 constexpr const wchar_t* app_is_new = L"new app_id app needs to be sent to server";
+constexpr const wchar_t* for_events =
+    L"cloud::push::push_service_client::register_push_events_callback";
+constexpr const wchar_t* for_commands =
+    L"cloud::push::push_service_client::register_push_commands_callback";
 
 class PushClientRegistrations : public support::PushClientTest {
  protected:
-  static BusFields registration(const char* app_id, int topic) {
-    return {{"module", "push"},        {"method", "push_register"},
-            {"source_app_id", app_id}, {"source_device_id", ""},
-            {"source_token", ""},      {"dest_app_id", ""},
-            {"dest_device_id", ""},    {"topic", topic}};
-  }
-  void forget() {
-    bus.forget_calls();
-    bus.forget_sent();
-    log.clear();
-  }
-
   PushInbox inbox;
 };
 
@@ -49,10 +41,12 @@ TEST_F(PushClientRegistrations, FirstOneForCommandsDoesSoToo) {
 
 TEST_F(PushClientRegistrations, PushClientIsAnnouncedOnce) {
   register_events("app", inbox);
+  bus.forget_calls();
   register_commands("app", inbox);
   register_events("other", inbox);
   register_commands("", inbox);
-  EXPECT_EQ(bus.count("AddListener connect.events push_client"), 1U);
+  EXPECT_TRUE(bus.calls().empty());
+  EXPECT_EQ(bus.listeners(), Lines{"connect.events push_client"});
   EXPECT_EQ(bus.subscriptions_alive(events), 1U);
 }
 
@@ -87,14 +81,11 @@ TEST_F(PushClientRegistrations, StayHereWhileTheServerIsAway) {
 }
 
 TEST_F(PushClientRegistrations, NewApplicationIsToldEvenWhileTheServerIsAway) {
-  register_events("app", inbox);
-  EXPECT_EQ(times_said(log, 16, app_is_new), 1U);
-  register_events("app", inbox);
-  EXPECT_EQ(times_said(log, 16, app_is_new), 1U);
-  register_commands("app", inbox);
-  EXPECT_EQ(times_said(log, 16, app_is_new), 2U);
-  register_commands("app", inbox);
-  EXPECT_EQ(times_said(log, 16, app_is_new), 2U);
+  for (int i = 0; i != 2; ++i) register_events("app", inbox);
+  EXPECT_EQ(log.count(16, for_events, app_is_new), 1U);
+  for (int i = 0; i != 2; ++i) register_commands("app", inbox);
+  EXPECT_EQ(log.count(16, for_commands, app_is_new), 1U);
+  EXPECT_EQ(log.texts().size(), 2U) << "once for each, when it is new";
 }
 
 TEST_F(PushClientRegistrations, DefaultApplicationIsNeverToldAsNewWhenItIsMeantByAnEmptyName) {
@@ -118,7 +109,9 @@ TEST_F(PushClientRegistrations, ForEventsSubscribeBeforeTheDefaultApplicationIsS
   EXPECT_EQ(sent[0].fields, registration("Desktop", 0));
   EXPECT_EQ(sent[1].channel, actions);
   EXPECT_EQ(sent[1].fields, registration("app", 0));
-  EXPECT_EQ(times_said(log, 16, L"registered to push events server"), 1U);
+  EXPECT_EQ(log.count(16, L"cloud::push::push_service_client::initialize_event_handler",
+                      L"registered to push events server"),
+            1U);
   EXPECT_EQ(times_said(log, 16, L"registered to push commands server"), 0U);
 }
 
@@ -134,7 +127,9 @@ TEST_F(PushClientRegistrations, ForCommandsDoTheSameOnTheirOwn) {
   ASSERT_EQ(sent.size(), 2U);
   EXPECT_EQ(sent[0].fields, registration("Desktop", 1));
   EXPECT_EQ(sent[1].fields, registration("app", 1));
-  EXPECT_EQ(times_said(log, 16, L"registered to push commands server"), 1U);
+  EXPECT_EQ(log.count(16, L"cloud::push::push_service_client::initialize_command_handler",
+                      L"registered to push commands server"),
+            1U);
   EXPECT_EQ(times_said(log, 16, L"registered to push events server"), 0U);
 }
 
@@ -216,6 +211,9 @@ TEST_F(PushClientRegistrations, NextOneOfAnyApplicationTriesASubscriptionThatFai
   server_comes();
   register_events("app", inbox);
   register_commands("app", inbox);
+  EXPECT_EQ(registrations(), (Lines{"0 Desktop", "0 app", "1 Desktop", "1 app"}));
+  EXPECT_EQ(bus.subscriptions_alive(events), 1U);
+  EXPECT_EQ(times_said(log, 16, L"registered to push commands server"), 0U);
   bus.answer_err(0);
   forget();
   register_events("app", inbox);
@@ -239,7 +237,10 @@ TEST_F(PushClientRegistrations, NothingOfTheSourceButTheApplicationGoesOutNorAny
   const cloud::push::event_callback callback = &PushInbox::on_event;
   client->register_push_events_callback(callback, &inbox, {"app", "my device", "my token"},
                                         {"their device", "their app"});
-  EXPECT_EQ(bus.last_sent().fields, registration("app", 0));
+  const auto sent = bus.sent();
+  ASSERT_EQ(sent.size(), 2U);
+  EXPECT_EQ(sent[0].fields, registration("Desktop", 0));
+  EXPECT_EQ(sent[1].fields, registration("app", 0));
 }
 
 TEST_F(PushClientRegistrations, FindTheProductsNameAnewEachTime) {

@@ -26,11 +26,6 @@ class PushClientUnregistrations : public support::PushClientTest {
             {"dest_device_id", "dest dev"},
             {"topic", topic}};
   }
-  void forget() {
-    bus.forget_calls();
-    bus.forget_sent();
-    log.clear();
-  }
 
   PushInbox inbox;
   PushInbox other;
@@ -45,17 +40,22 @@ TEST_F(PushClientUnregistrations, LastEventCallbackTakesItsApplicationFromTheSer
   ASSERT_EQ(bus.sent().size(), 1U);
   EXPECT_EQ(bus.last_sent().fields, leave("app", 0));
   EXPECT_FALSE(bus.last_sent().waited);
-  EXPECT_EQ(times_said(log, 16, L"unregistered from push events for app_id app"), 1U);
+  EXPECT_LOGGED(log, 16, L"cloud::push::push_service_client::unregister_push_events_callback",
+                L"unregistered from push events for app_id app");
 }
 
 TEST_F(PushClientUnregistrations, LastCommandCallbackTakesItsApplicationFromTheServer) {
   server_comes();
   register_commands("app", inbox);
+  register_commands("app", other);
   forget();
   unregister_commands("app", inbox);
+  EXPECT_TRUE(bus.sent().empty()) << "one is left";
+  unregister_commands("app", other);
   EXPECT_EQ(deeds(bus.calls()), Lines{"Send connect.actions"});
   EXPECT_EQ(bus.last_sent().fields, leave("app", 1));
-  EXPECT_EQ(times_said(log, 16, L"unregistered from push commands for app_id app"), 1U);
+  EXPECT_LOGGED(log, 16, L"cloud::push::push_service_client::unregister_push_commands_callback",
+                L"unregistered from push commands for app_id app");
 }
 
 TEST_F(PushClientUnregistrations, MessageGoesOutBeforeItIsTold) {
@@ -115,10 +115,15 @@ TEST_F(PushClientUnregistrations, ApplicationStaysAsLongAsAnotherCallbackOrConte
 }
 
 TEST_F(PushClientUnregistrations, SameContextWithAnotherFunctionIsAnotherCallback) {
+  server_comes();
   register_events("app", inbox);
+  forget();
   const cloud::push::event_callback stranger = [](const cloud::push::event_info&, void*) {};
   client->unregister_push_events_callback(stranger, &inbox, app("app"), {});
+  unregister_events("app", other);
   EXPECT_TRUE(bus.sent().empty());
+  bus.deliver(events, event("news", "app"));
+  EXPECT_TRUE(inbox.gets(1));
 }
 
 TEST_F(PushClientUnregistrations, TwiceRegisteredCallbackLeavesAtOnce) {
@@ -131,6 +136,11 @@ TEST_F(PushClientUnregistrations, TwiceRegisteredCallbackLeavesAtOnce) {
   unregister_events("app", inbox);
   unregister_commands("app", inbox);
   EXPECT_EQ(bus.sent("push_unregister").size(), 2U);
+  forget();
+  unregister_events("app", inbox);
+  unregister_commands("app", inbox);
+  EXPECT_TRUE(bus.calls().empty()) << "there is nothing left to end";
+  EXPECT_TRUE(log.texts().empty());
 }
 
 TEST_F(PushClientUnregistrations, SubscriptionsStayWhenNobodyIsLeft) {
@@ -214,6 +224,10 @@ TEST_F(PushClientUnregistrations, EntryUnderAnEmptyNameStaysForCommandsToo) {
   forget();
   server_comes();
   EXPECT_EQ(registrations(), Lines{"1 Desktop"});
+  forget();
+  register_commands("Desktop", other);
+  EXPECT_TRUE(bus.sent().empty());
+  EXPECT_TRUE(log.texts().empty());
 }
 
 TEST_F(PushClientUnregistrations, WhoLeftHearsNothingMore) {

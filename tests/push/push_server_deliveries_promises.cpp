@@ -52,6 +52,21 @@ class PushServerDeliveries : public PushServiceServerTest {
   static cloud::push::command_info command() {
     return {"app", "wipe", "7", R"({"b":2})", std::int64_t{1} << 40};
   }
+  /// Without a context there is no server: nothing is done, not even the echo.
+  template <class Action, class Listener>
+  void expect_refusal(Listener* listener, const wchar_t* scope) {
+    Action request;
+    request.source.app_id = "app";
+    request.dest.app_id = "other app";
+    Action response;
+    log.clear();
+    EXPECT_EQ(listener(request, response, nullptr), 31);
+    EXPECT_LOGGED(log, 4, scope, L"no valid context");
+    EXPECT_EQ(log.texts().size(), 1U);
+    EXPECT_TRUE(log.traced(scope));
+    EXPECT_TRUE(response.source.app_id.IsEmpty());
+    EXPECT_TRUE(response.dest.app_id.IsEmpty());
+  }
   /// The next call of this operation stays in the service until `leave` opens.
   void hold(const char* operation) {
     const auto once = std::make_shared<std::atomic<bool>>(false);
@@ -85,6 +100,7 @@ TEST_F(PushServerDeliveries, CommandIsPublishedWithAllItsFieldsAndNoDevice) {
   const PushCall call = registered(1);
   call.command_callback(command(), call.context);
   ASSERT_EQ(bus.sent().size(), 1U);
+  EXPECT_EQ(bus.last_sent().channel, "connect.events");
   EXPECT_EQ(bus.last_sent().fields, (BusFields{{"module", "push"},
                                                {"method", "on_push_command"},
                                                {"name", "wipe"},
@@ -133,21 +149,9 @@ TEST_F(PushServerDeliveries, WhatCannotBePublishedIsLostWithoutAWord) {
 }
 
 TEST_F(PushServerDeliveries, ListenersWithoutAContextGive31) {
-  cloud::push_register wish;
-  cloud::push_register wish_echo;
-  EXPECT_EQ(exposed(RegisterListener{})(wish, wish_echo, nullptr), 31);
-  EXPECT_EQ(log.count(4, L"push register", L"no valid context"), 1U);
-  EXPECT_TRUE(log.traced(L"push register"));
-  cloud::push_unregister farewell;
-  cloud::push_unregister farewell_echo;
-  EXPECT_EQ(exposed(UnregisterListener{})(farewell, farewell_echo, nullptr), 31);
-  EXPECT_EQ(log.count(4, L"push unregister", L"no valid context"), 1U);
-  EXPECT_TRUE(log.traced(L"push unregister"));
-  cloud::push_command_done done;
-  cloud::push_command_done done_echo;
-  EXPECT_EQ(exposed(CommandDoneListener{})(done, done_echo, nullptr), 31);
-  EXPECT_EQ(log.count(4, L"push command done", L"no valid context"), 1U);
-  EXPECT_TRUE(log.traced(L"push command done"));
+  expect_refusal<cloud::push_register>(exposed(RegisterListener{}), L"push register");
+  expect_refusal<cloud::push_unregister>(exposed(UnregisterListener{}), L"push unregister");
+  expect_refusal<cloud::push_command_done>(exposed(CommandDoneListener{}), L"push command done");
   EXPECT_TRUE(service.calls().empty());
 }
 

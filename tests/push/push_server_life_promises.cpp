@@ -16,6 +16,9 @@ using support::BusFields;
 using Lines = std::vector<std::string>;
 using WideLines = std::vector<std::wstring>;
 
+constexpr const wchar_t* init = L"push_service_server::Init";
+constexpr const wchar_t* listening = L"push_service_server::init_communication_cbks";
+
 class PushServerLife : public PushServiceServerTest {
  protected:
   static Lines all_handles() {
@@ -64,7 +67,7 @@ TEST_F(PushServerLife, InitTakesTheServiceThenListensThenObservesThenSaysItIsUp)
   EXPECT_EQ(bus.last_sent().fields, server_up());
   EXPECT_FALSE(bus.last_sent().waited);
   EXPECT_TRUE(service.calls().empty());
-  EXPECT_TRUE(log.nothing_logged(4));
+  EXPECT_TRUE(log.texts().empty());
 }
 
 TEST_F(PushServerLife, ServiceIsTakenBeforeAnythingHappensOnTheBus) {
@@ -79,7 +82,7 @@ TEST_F(PushServerLife, ServiceIsTakenBeforeAnythingHappensOnTheBus) {
 
 TEST_F(PushServerLife, InitWithoutAHostGives87) {
   EXPECT_EQ(server->Init(nullptr), 87U);
-  EXPECT_EQ(times_said(log, 4, L"servplugin::Init err=87"), 1U);
+  EXPECT_LOGGED(log, 4, init, L"servplugin::Init err=87");
   EXPECT_EQ(log.lines(4).size(), 1U);
   EXPECT_TRUE(bus.calls().empty());
   EXPECT_TRUE(host.calls().empty());
@@ -88,7 +91,7 @@ TEST_F(PushServerLife, InitWithoutAHostGives87) {
 TEST_F(PushServerLife, HostWithoutAnExecutionServiceGives87) {
   host.set_execution_service(nullptr);
   EXPECT_EQ(server->Init(&host), 87U);
-  EXPECT_EQ(times_said(log, 4, L"servplugin::Init err=87"), 1U);
+  EXPECT_LOGGED(log, 4, init, L"servplugin::Init err=87");
   EXPECT_EQ(host.calls(), WideLines{L"get_execution_service"});
   EXPECT_TRUE(bus.calls().empty());
 }
@@ -96,7 +99,7 @@ TEST_F(PushServerLife, HostWithoutAnExecutionServiceGives87) {
 TEST_F(PushServerLife, HostWithoutAPluginManagerGives87) {
   host.set_plugin_manager(nullptr);
   EXPECT_EQ(server->Init(&host), 87U);
-  EXPECT_EQ(times_said(log, 4, L"servplugin::Init err=87"), 1U);
+  EXPECT_LOGGED(log, 4, init, L"servplugin::Init err=87");
   EXPECT_TRUE(bus.calls().empty());
 }
 
@@ -111,7 +114,7 @@ TEST_F(PushServerLife, InitWithoutAHostTakesARunningServerDown) {
 TEST_F(PushServerLife, MissingServiceGivesTheManagersStatus) {
   host.remove_plugin(L"connect_integrator");
   EXPECT_EQ(server->Init(&host), 1168U);
-  EXPECT_EQ(times_said(log, 4, L"could not get push service plugin, err: 1168"), 1U);
+  EXPECT_LOGGED(log, 4, init, L"could not get push service plugin, err: 1168");
   EXPECT_EQ(log.lines(4).size(), 1U);
   EXPECT_TRUE(bus.calls().empty());
 }
@@ -120,7 +123,7 @@ TEST_F(PushServerLife, AnyStatusOfTheManagerIsHandedOn) {
   host.remove_plugin(L"connect_integrator");
   host.fail_plugin(L"connect_integrator", 31);
   EXPECT_EQ(server->Init(&host), 31U);
-  EXPECT_EQ(times_said(log, 4, L"could not get push service plugin, err: 31"), 1U);
+  EXPECT_LOGGED(log, 4, init, L"could not get push service plugin, err: 31");
   EXPECT_EQ(host.plugins_out(L"connect_integrator"), 0);
 }
 
@@ -135,7 +138,7 @@ TEST_F(PushServerLife, ServerThatCouldNotBeginMayBeginLater) {
 TEST_F(PushServerLife, WithoutABusTheServerStaysLoadedAndSilent) {
   bus.unload();
   EXPECT_EQ(server->Init(&host), 0U);
-  EXPECT_EQ(times_said(log, 4, L"could not register push register listener"), 1U);
+  EXPECT_LOGGED(log, 4, listening, L"could not register push register listener");
   EXPECT_LOGGED(log, 4, L"cloud::comm::start_receiving_actions", L"could not get channel");
   EXPECT_TRUE(bus.calls().empty());
   EXPECT_EQ(host.plugins_out(L"connect_integrator"), 1);
@@ -144,15 +147,19 @@ TEST_F(PushServerLife, WithoutABusTheServerStaysLoadedAndSilent) {
 TEST_F(PushServerLife, FailedFirstListenerEndsTheListening) {
   bus.refuse_subscriptions();
   EXPECT_EQ(server->Init(&host), 0U);
-  EXPECT_EQ(times_said(log, 4, L"could not register push register listener"), 1U);
+  EXPECT_LOGGED(log, 4, L"cloud::comm::start_receiving_actions", L"could not get subscription");
+  EXPECT_LOGGED(log, 4, listening, L"could not register push register listener");
+  EXPECT_EQ(log.texts().size(), 2U);
   EXPECT_EQ(deeds(bus.calls()), Lines{"Subscribe connect.actions"});
   EXPECT_TRUE(bus.sent().empty());
+  EXPECT_EQ(host.plugins_out(L"connect_integrator"), 1);
 }
 
 TEST_F(PushServerLife, FailedSecondListenerLeavesTheFirstUntilTheEnd) {
   refuse_subscriptions_after("push_register");
   EXPECT_EQ(server->Init(&host), 0U);
-  EXPECT_EQ(times_said(log, 4, L"could not register push unregister listener"), 1U);
+  EXPECT_LOGGED(log, 4, listening, L"could not register push unregister listener");
+  EXPECT_EQ(log.texts().size(), 2U);
   EXPECT_EQ(bus.listeners(), Lines{"connect.actions push_register"});
   EXPECT_EQ(bus.count("AddObserver"), 0U);
   EXPECT_TRUE(bus.sent().empty());
@@ -165,8 +172,8 @@ TEST_F(PushServerLife, FailedSecondListenerLeavesTheFirstUntilTheEnd) {
 TEST_F(PushServerLife, FailedThirdListenerLeavesTheOthersUntilTheEnd) {
   refuse_subscriptions_after("push_unregister");
   EXPECT_EQ(server->Init(&host), 0U);
-  EXPECT_EQ(times_said(log, 4, L"could not register command done listener"), 1U);
-  EXPECT_EQ(log.lines(4).size(), 2U);
+  EXPECT_LOGGED(log, 4, listening, L"could not register command done listener");
+  EXPECT_EQ(log.texts().size(), 2U);
   EXPECT_EQ(bus.listeners(),
             (Lines{"connect.actions push_register", "connect.actions push_unregister"}));
   EXPECT_EQ(bus.count("AddObserver"), 0U);
@@ -179,7 +186,10 @@ TEST_F(PushServerLife, RefusedObserverIsNoMatter) {
   bus.refuse_observers();
   EXPECT_EQ(server->Init(&host), 0U);
   EXPECT_EQ(deeds(bus.calls()), begin());
-  EXPECT_TRUE(log.nothing_logged(4));
+  EXPECT_TRUE(log.texts().empty());
+  bus.forget_calls();
+  server->UnInit();
+  EXPECT_EQ(bus.calls(), end());
 }
 
 TEST_F(PushServerLife, BusOutsideTheModulesFolderIsListenedToAndNotObserved) {
@@ -190,6 +200,8 @@ TEST_F(PushServerLife, BusOutsideTheModulesFolderIsListenedToAndNotObserved) {
   expected.push_back("Send connect.events");
   EXPECT_EQ(deeds(bus.calls()), expected);
   EXPECT_TRUE(log.nothing_logged(4));
+  server->UnInit();
+  EXPECT_EQ(bus.count("RemoveObserver"), 0U);
 }
 
 TEST_F(PushServerLife, UnInitGoesBackInItsOwnOrder) {
@@ -200,12 +212,16 @@ TEST_F(PushServerLife, UnInitGoesBackInItsOwnOrder) {
   bus.set_hook(nullptr);
   EXPECT_EQ(bus.calls(), end());
   EXPECT_EQ(out, 1) << "the service goes last";
+  EXPECT_EQ(host.plugins_out(L"connect_integrator"), 0);
+  EXPECT_EQ(bus.observers_alive(), 0U);
+  EXPECT_TRUE(bus.listeners().empty());
   EXPECT_EQ(host.calls(), WideLines{L"release_plugin connect_integrator"});
 }
 
 TEST_F(PushServerLife, UnInitWithoutInitDoesNothing) {
   EXPECT_EQ(server->UnInit(), 0U);
   EXPECT_TRUE(bus.calls().empty());
+  EXPECT_TRUE(host.calls().empty());
 }
 
 TEST_F(PushServerLife, SecondUnInitDoesNothing) {
@@ -225,6 +241,8 @@ TEST_F(PushServerLife, SecondInitGivesUpWhatTheFirstTook) {
   const Lines again = begin();
   expected.insert(expected.end(), again.begin(), again.end());
   EXPECT_EQ(deeds(bus.calls()), expected);
+  EXPECT_EQ(host.calls(), (WideLines{L"release_plugin connect_integrator", L"get_execution_service",
+                                     L"get_plugin_manager", L"get_plugin connect_integrator"}));
   EXPECT_EQ(bus.subscriptions_alive("connect.actions"), 3U);
   EXPECT_EQ(bus.observers_alive(), 1U);
   // One UnInit then takes all of it down.
@@ -296,7 +314,9 @@ TEST_F(PushServerLife, OtherListenersHearNothing) {
   bus.announce("connect.events", "push_register");
   bus.announce("connect.actions", "push_client");
   bus.announce("connect.actions", "push_register");
+  bus.announce("connect.events2", "push_client");
   bus.announce("cl.zvserv.actions", "push_client");
+  bus.announce("", "");
   EXPECT_TRUE(bus.calls().empty());
 }
 

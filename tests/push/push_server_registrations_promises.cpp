@@ -46,7 +46,7 @@ TEST_F(PushServerRegistrations, FirstForEventsGoesToTheService) {
   EXPECT_EQ(ask_register("app", 0), 0);
   expect_call(only_call(), "register_push_events_callback", "app");
   EXPECT_NE(only_call().event_callback, nullptr);
-  EXPECT_EQ(log.count(16, registering, L"topic: 0 registered: 1"), 1U);
+  EXPECT_LOGGED(log, 16, registering, L"topic: 0 registered: 1");
   EXPECT_TRUE(log.traced(registering));
 }
 
@@ -210,6 +210,11 @@ TEST_F(PushServerRegistrations, OnlyTheLastUnregistrationGoesToTheService) {
   EXPECT_EQ(only_call().event_callback, registered);
   EXPECT_EQ(log.count(16, unregistering, L"topic: 0 registered: 0"), 1U);
   EXPECT_TRUE(log.traced(unregistering));
+  service.forget_calls();
+  log.clear();
+  EXPECT_EQ(ask_unregister("app", 0), 0);
+  EXPECT_TRUE(service.calls().empty()) << "there is nothing left to count";
+  EXPECT_TRUE(log.texts().empty());
 }
 
 TEST_F(PushServerRegistrations, CommandsAreUnregisteredWithTheirOwnFunction) {
@@ -260,21 +265,23 @@ TEST_F(PushServerRegistrations, UnregisteringAnEmptyApplicationWorksOnTheDefault
 }
 
 TEST_F(PushServerRegistrations, CompletionGoesToTheServiceWhoeverSendsIt) {
-  EXPECT_EQ(ask("push_command_done", "app", {{"id", "7"}, {"status", "ok"}}), 0);
+  EXPECT_EQ(ask("push_command_done", "app", {{"id", "7 a"}, {"status", "d\xc3\xb6ne"}}), 0);
   const PushCall call = only_call();
   EXPECT_EQ(call.operation, "set_command_done");
-  EXPECT_EQ(call.id, "7");
-  EXPECT_EQ(call.status, "ok");
+  EXPECT_EQ(call.id, "7 a");
+  EXPECT_EQ(call.status, "d\xc3\xb6ne");
   EXPECT_EQ(call.app_id, "app");
   EXPECT_EQ(call.device_id, "device");
   EXPECT_EQ(call.user_token, "token");
   EXPECT_EQ(call.dest_app_id, "other app");
   EXPECT_EQ(call.dest_device_id, "other device");
   EXPECT_TRUE(log.traced(L"push command done"));
+  EXPECT_TRUE(log.texts().empty());
 }
 
 TEST_F(PushServerRegistrations, CompletionWithoutIdAndStatusGoesThroughAsEmptyTexts) {
   EXPECT_EQ(ask("push_command_done", "", {}), 0);
+  EXPECT_EQ(only_call().operation, "set_command_done");
   EXPECT_EQ(only_call().id, "");
   EXPECT_EQ(only_call().status, "");
   EXPECT_EQ(only_call().app_id, "");

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
@@ -72,6 +73,29 @@ TEST_F(PushServiceServer, CountsRightWhileManyComeAndGo) {
   service.forget_calls();
   ask_register("app", 1);
   EXPECT_EQ(operations(), Calls{"register_push_commands_callback"});
+}
+
+TEST_F(PushServiceServer, HoldsNoLockWhileItCallsTheService) {
+  start();
+  bus.overlap_deliveries();
+  const auto expect_free = [this] {
+    const waiting::Attempt attempt([this] {
+      ask_register("another", 0);
+      ask_unregister("another", 0);
+    });
+    EXPECT_TRUE(attempt.ends());
+  };
+  for (const std::int32_t topic : {0, 1}) {
+    for (const bool registers : {true, true, false, false}) {
+      service.set_hook([&](const PushCall& call) {
+        if (call.app_id == "app") expect_free();
+      });
+      EXPECT_EQ(registers ? ask_register("app", topic) : ask_unregister("app", topic), 0);
+    }
+  }
+  service.set_result(232);
+  EXPECT_EQ(ask_register("app", 0), 232);
+  EXPECT_EQ(ask("push_command_done", "app", {}), 0);
 }
 
 TEST_F(PushServiceServer, WaitsForItsListenersBeforeTheServiceIsGivenBack) {

@@ -132,6 +132,19 @@ class PushClientTest : public testing::Test {
     bus.deliver(events, {{"module", "push"}, {"method", "on_push_server_up"}});
   }
 
+  void forget() {
+    bus.forget_calls();
+    bus.forget_sent();
+    log.clear();
+  }
+
+  /// What goes out when an application registers.
+  static BusFields registration(const char* app_id, int topic) {
+    return {{"module", "push"},        {"method", "push_register"},
+            {"source_app_id", app_id}, {"source_device_id", ""},
+            {"source_token", ""},      {"dest_app_id", ""},
+            {"dest_device_id", ""},    {"topic", topic}};
+  }
   static BusFields event(const std::string& name, const std::string& app_id) {
     return {{"module", "push"},
             {"method", "on_push_event"},
