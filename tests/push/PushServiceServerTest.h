@@ -13,6 +13,7 @@
 #include "support/FakePushService.h"
 #include "support/ProductInfoFolder.h"
 #include "support/RecordingLog.h"
+#include "support/only.h"
 
 /// The server between a bus, a host and a push service, none of them real. The product's
 /// application is "Product".
@@ -85,20 +86,20 @@ class PushServiceServerTest : public testing::Test {
   }
 
   /// The only call that the service got.
-  PushCall only_call() const {
-    const auto calls = service.calls();
-    EXPECT_EQ(calls.size(), 1u);
-    return calls.empty() ? PushCall{} : calls.front();
-  }
+  PushCall only_call() const { return support::only(service.calls()); }
 
   void expect_call(const PushCall& call, const std::string& operation, const std::string& app_id) {
+    expect_sender(call, operation, app_id);
+    EXPECT_EQ(call.dest_app_id, "other app");
+    EXPECT_EQ(call.dest_device_id, "other device");
+    EXPECT_EQ(call.context, server.get());
+  }
+  static void expect_sender(const PushCall& call, const std::string& operation,
+                            const std::string& app_id) {
     EXPECT_EQ(call.operation, operation);
     EXPECT_EQ(call.app_id, app_id);
     EXPECT_EQ(call.device_id, "device");
     EXPECT_EQ(call.user_token, "token");
-    EXPECT_EQ(call.dest_app_id, "other app");
-    EXPECT_EQ(call.dest_device_id, "other device");
-    EXPECT_EQ(call.context, server.get());
   }
 
   Calls operations() const {

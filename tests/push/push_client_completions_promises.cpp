@@ -6,14 +6,15 @@
 #include <vector>
 
 #include "push/PushPromises.h"
+#include "support/HoldUp.h"
 #include "support/PushClientTest.h"
 
 namespace {
 
 using support::BusFields;
+using support::HoldUp;
 using support::PushInbox;
 using waiting::Attempt;
-using waiting::Gate;
 using Lines = std::vector<std::string>;
 
 class PushClientCompletions : public support::PushClientTest {
@@ -147,39 +148,35 @@ TEST_F(PushClientCompletions, WithoutAChannelTheRecordGoesToo) {
 TEST_F(PushClientCompletions, CallerNeverWaitsForTheBus) {
   arrive("1");
   arrive("2");
-  const Gate inside;
-  const Gate leave;
+  const HoldUp hold;
   bus.set_hook([=](const std::string& call) {
     if (call != "Send connect.actions") return;
-    inside.open();
-    leave.wait();
+    hold.stop_here();
   });
   complete("1");
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   const Attempt second([this] { complete("2"); });
   EXPECT_TRUE(second.ends());
-  leave.open();
+  hold.let_go();
   EXPECT_TRUE(has_sent(2));
   bus.set_hook(nullptr);
 }
 
 TEST_F(PushClientCompletions, MessageIsSentWithTheCommandsHeld) {
   arrive("id");
-  const Gate inside;
-  const Gate leave;
+  const HoldUp hold;
   bus.set_hook([=](const std::string& call) {
     if (call != "Send connect.actions") return;
-    inside.open();
-    leave.wait();
+    hold.stop_here();
   });
   complete("id");
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   std::size_t seen = 99;
   const Attempt asking([this, &seen] { seen = pending().size(); });
   const Attempt events_are_free([this] { unregister_events("app", inbox); });
   EXPECT_TRUE(events_are_free.ends());
   EXPECT_TRUE(asking.stays_blocked());
-  leave.open();
+  hold.let_go();
   ASSERT_TRUE(asking.ends());
   EXPECT_EQ(seen, 0U);
   bus.set_hook(nullptr);
@@ -211,16 +208,12 @@ TEST_F(PushClientCompletions, ReplayAndCompletionTakeTurns) {
   arrive("1");
   arrive("2");
   PushInbox slow;
-  const Gate inside;
-  const Gate leave;
-  slow.set_hook([=] {
-    inside.open();
-    leave.wait();
-  });
+  const HoldUp hold;
+  slow.set_hook([=] { hold.stop_here(); });
   register_commands("late", slow);
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   complete("1");
-  leave.open();
+  hold.let_go();
   ASSERT_TRUE(has_sent(1));
   EXPECT_EQ(slow.lines(), (Lines{command_line("1", "app"), command_line("2", "app")}));
   client.reset();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "push/PushPromises.h"
+#include "support/HoldUp.h"
 #include "support/PushClientTest.h"
 
 // Not in a namespace of its own: that is where the functions are brought to light.
@@ -20,9 +21,9 @@ template struct Exposed<CommandDelivery, &cloud::push::push_service_client::on_c
 
 namespace {
 
+using support::HoldUp;
 using support::PushInbox;
 using waiting::Attempt;
-using waiting::Gate;
 using Lines = std::vector<std::string>;
 
 class PushClientDeliveries : public support::PushClientTest {
@@ -243,12 +244,8 @@ TEST_F(PushClientDeliveries, OfflineCommandsComeOnTheCallersThreadForAnySource) 
 
 TEST_F(PushClientDeliveries, BusNeverWaitsForAnApplication) {
   server_comes();
-  const Gate inside;
-  const Gate leave;
-  inbox.set_hook([=] {
-    inside.open();
-    leave.wait();
-  });
+  const HoldUp hold;
+  inbox.set_hook([=] { hold.stop_here(); });
   register_events("app", inbox);
   register_commands("app", inbox);
   const Attempt delivery([this] {
@@ -257,27 +254,23 @@ TEST_F(PushClientDeliveries, BusNeverWaitsForAnApplication) {
       bus.deliver(events, command("id", "app"));
     }
   });
-  EXPECT_TRUE(inside.wait());
+  EXPECT_TRUE(hold.is_reached());
   EXPECT_TRUE(delivery.ends());
-  leave.open();
+  hold.let_go();
   EXPECT_TRUE(inbox.gets(6));
 }
 
 TEST_F(PushClientDeliveries, SlowCommandsDontHoldUpEvents) {
   server_comes();
-  const Gate inside;
-  const Gate leave;
-  other.set_hook([=] {
-    inside.open();
-    leave.wait();
-  });
+  const HoldUp hold;
+  other.set_hook([=] { hold.stop_here(); });
   register_commands("app", other);
   register_events("app", inbox);
   bus.deliver(events, command("id", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   bus.deliver(events, event("news", "app"));
   EXPECT_TRUE(inbox.gets(1));
-  leave.open();
+  hold.let_go();
 }
 
 }  // namespace

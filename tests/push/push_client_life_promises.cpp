@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "push/PushPromises.h"
+#include "support/HoldUp.h"
 #include "support/PushClientTest.h"
 
 namespace {
 
+using support::HoldUp;
 using support::PushInbox;
 using waiting::Attempt;
-using waiting::Gate;
 using Lines = std::vector<std::string>;
 
 constexpr const wchar_t* observing = L"cloud::push::push_service_client::initialize_bus_observer";
@@ -28,6 +29,13 @@ class PushClientLife : public support::PushClientTest {
     bus.forget_calls();
     bus.forget_sent();
     client.emplace();
+  }
+  void expect_only_the_servers_word_to_count(PushInbox& inbox) {
+    register_events("app", inbox);
+    server_comes();
+    EXPECT_TRUE(bus.sent().empty());
+    server_says_up();
+    EXPECT_EQ(registrations(), (Lines{"0 Desktop", "0 app"}));
   }
 };
 
@@ -69,11 +77,7 @@ TEST_F(PushClientLife, WithoutAnObserverTheServersWordAloneCounts) {
   bus.refuse_observers();
   renew();
   PushInbox inbox;
-  register_events("app", inbox);
-  server_comes();
-  EXPECT_TRUE(bus.sent().empty());
-  server_says_up();
-  EXPECT_EQ(registrations(), (Lines{"0 Desktop", "0 app"}));
+  expect_only_the_servers_word_to_count(inbox);
   bus.deliver(events, event("news", "app"));
   EXPECT_TRUE(inbox.gets(1));
 }
@@ -83,11 +87,7 @@ TEST_F(PushClientLife, BusThatComesLaterIsUsedForEverythingButObserving) {
   renew();
   bus.load(product.folder.path());
   PushInbox inbox;
-  register_events("app", inbox);
-  server_comes();
-  EXPECT_TRUE(bus.sent().empty());
-  server_says_up();
-  EXPECT_EQ(registrations(), (Lines{"0 Desktop", "0 app"}));
+  expect_only_the_servers_word_to_count(inbox);
   EXPECT_EQ(bus.observers_alive(), 0U);
 }
 
@@ -169,19 +169,15 @@ TEST_F(PushClientLife, EndTellsTheServerNothing) {
 
 TEST_F(PushClientLife, EndWaitsForACallbackThatRuns) {
   PushInbox inbox;
-  const Gate inside;
-  const Gate leave;
-  inbox.set_hook([=] {
-    inside.open();
-    leave.wait();
-  });
+  const HoldUp hold;
+  inbox.set_hook([=] { hold.stop_here(); });
   register_commands("app", inbox);
   server_comes();
   bus.deliver(events, command("id", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   const Attempt end([this] { client.reset(); });
   EXPECT_TRUE(end.stays_blocked());
-  leave.open();
+  hold.let_go();
   EXPECT_TRUE(end.ends());
   EXPECT_EQ(inbox.lines().front(), command_line("id", "app"));
 }
@@ -201,15 +197,11 @@ TEST_F(PushClientLife, CompletionThatStillWaitsIsDropped) {
 
     // Only the worker calls this one.
     PushInbox slow;
-    const Gate inside;
-    const Gate leave;
-    slow.set_hook([=] {
-      inside.open();
-      leave.wait();
-    });
+    const HoldUp hold;
+    slow.set_hook([=] { hold.stop_here(); });
     bus.withdraw(actions, "push_register");  // no handles: the end takes no lock for them
     register_commands("slow", slow);
-    ASSERT_TRUE(inside.wait());
+    ASSERT_TRUE(hold.is_reached());
     complete("id");
     bus.forget_calls();
     const Attempt end([this] { client.reset(); });
@@ -217,7 +209,7 @@ TEST_F(PushClientLife, CompletionThatStillWaitsIsDropped) {
         [&] { return bus.count("RemoveListener connect.events push_client") == 1; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
     EXPECT_FALSE(end.is_done()) << "the worker is busy";
-    leave.open();
+    hold.let_go();
     ASSERT_TRUE(end.ends());
     dropped = bus.sent("push_command_done").empty();
     if (dropped) break;

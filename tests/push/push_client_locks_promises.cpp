@@ -9,28 +9,28 @@
 
 #include "_base/slots.h"
 #include "push/PushPromises.h"
+#include "support/HoldUp.h"
 #include "support/PushClientTest.h"
 
 namespace {
 
 using support::BusAnswer;
 using support::BusFields;
+using support::HoldUp;
 using support::PushInbox;
 using support::SentMessage;
 using waiting::Attempt;
-using waiting::Gate;
 using Lines = std::vector<std::string>;
 
 class PushClientLocks : public support::PushClientTest {
  protected:
-  ~PushClientLocks() override { leave.open(); }
+  ~PushClientLocks() override { hold_up.let_go(); }
 
-  /// The next registration with this topic stays on its way until `leave` opens.
+  /// The next registration with this topic stays on its way until it is let go.
   void hold_registrations(int topic) {
-    bus.answer_by([topic, inside = inside, leave = leave](const SentMessage& message) {
+    bus.answer_by([topic, hold_up = hold_up](const SentMessage& message) {
       if (message.number("topic") == topic) {
-        inside.open();
-        leave.wait();
+        hold_up.stop_here();
       }
       return BusAnswer{0, BusFields{{"err", 0}}};
     });
@@ -39,25 +39,21 @@ class PushClientLocks : public support::PushClientTest {
   void refresh_expecting_to_wait(int topic, PushInbox& waits, PushInbox& goes_on) {
     hold_registrations(topic);
     const Attempt refresh([this] { client->refresh_listeners(); });
-    ASSERT_TRUE(inside.wait());
+    ASSERT_TRUE(hold_up.is_reached());
     bus.deliver(events, event("news", "app"));
     bus.deliver(events, command("id", "app"));
     const Attempt arrival([&] { waits.gets(1); });
     EXPECT_TRUE(goes_on.gets(1));
     EXPECT_TRUE(arrival.stays_blocked());
-    leave.open();
+    hold_up.let_go();
     EXPECT_TRUE(refresh.ends());
     EXPECT_TRUE(arrival.ends());
   }
   void hold(PushInbox& whose) {
-    whose.set_hook([inside = inside, leave = leave] {
-      inside.open();
-      leave.wait();
-    });
+    whose.set_hook([hold_up = hold_up] { hold_up.stop_here(); });
   }
 
-  const Gate inside{};
-  const Gate leave{};
+  const HoldUp hold_up{};
   PushInbox inbox;
   PushInbox other;
 };
@@ -67,7 +63,7 @@ TEST_F(PushClientLocks, EventCallbackHoldsTheEventsAndNotTheCommands) {
   hold(inbox);
   register_events("app", inbox);
   bus.deliver(events, event("news", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt joining([this] { register_events("app", other); });
   const Attempt leaving([this] { unregister_events("app", other); });
   const Attempt commands([this] {
@@ -78,7 +74,7 @@ TEST_F(PushClientLocks, EventCallbackHoldsTheEventsAndNotTheCommands) {
   EXPECT_TRUE(commands.ends());
   EXPECT_TRUE(joining.stays_blocked());
   EXPECT_TRUE(leaving.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(joining.ends());
   EXPECT_TRUE(leaving.ends());
 }
@@ -88,7 +84,7 @@ TEST_F(PushClientLocks, CommandCallbackHoldsTheCommandsAndNotTheEvents) {
   hold(inbox);
   register_commands("app", inbox);
   bus.deliver(events, command("id", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt joining([this] { register_commands("app", other); });
   const Attempt asking([this] { pending(); });
   const Attempt free([this] {
@@ -98,7 +94,7 @@ TEST_F(PushClientLocks, CommandCallbackHoldsTheCommandsAndNotTheEvents) {
   EXPECT_TRUE(free.ends());
   EXPECT_TRUE(joining.stays_blocked());
   EXPECT_TRUE(asking.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(joining.ends());
   EXPECT_TRUE(asking.ends());
 }
@@ -138,12 +134,12 @@ TEST_F(PushClientLocks, OfflineCommandsAreHandedOutWithTheCommandsHeld) {
   hold(inbox);
   const cloud::push::command_callback callback = &PushInbox::on_command;
   const Attempt sending([&] { client->send_offline_commands({}, callback, &inbox); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt leaving([this] { unregister_commands("app", other); });
   const Attempt events_are_free([this] { unregister_events("app", other); });
   EXPECT_TRUE(events_are_free.ends());
   EXPECT_TRUE(leaving.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(sending.ends());
   EXPECT_TRUE(leaving.ends());
 }
@@ -167,14 +163,14 @@ TEST_F(PushClientLocks, RefreshAsksForTheProductsNameBeforeItWaitsForTheTable) {
   hold(inbox);
   register_events("app", inbox);
   bus.deliver(events, event("news", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   bus.forget_sent();
   const std::size_t steps = product.probe->steps().size();
   const Attempt refresh([this] { client->refresh_listeners(); });
   EXPECT_TRUE(waiting::until([&] { return product.probe->steps().size() > steps; }));
   EXPECT_TRUE(refresh.stays_blocked());
   EXPECT_TRUE(bus.sent().empty());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(refresh.ends());
 }
 
@@ -182,12 +178,12 @@ TEST_F(PushClientLocks, RegistrationHoldsItsTableUntilTheServerHasAnswered) {
   server_comes();
   hold_registrations(0);
   const Attempt joining([this] { register_events("app", inbox); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt second([this] { register_events("", other); });
   const Attempt free([this] { register_commands("app", other); });
   EXPECT_TRUE(free.ends());
   EXPECT_TRUE(second.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(joining.ends());
   EXPECT_TRUE(second.ends());
   EXPECT_EQ(registrations(), (Lines{"0 Desktop", "1 Desktop", "1 app", "0 app"}));
@@ -195,18 +191,17 @@ TEST_F(PushClientLocks, RegistrationHoldsItsTableUntilTheServerHasAnswered) {
 
 TEST_F(PushClientLocks, UnregistrationHoldsItsTableUntilItIsSent) {
   register_events("app", inbox);
-  bus.set_hook([inside = inside, leave = leave](const std::string& call) {
+  bus.set_hook([hold_up = hold_up](const std::string& call) {
     if (call != "Send connect.actions") return;
-    inside.open();
-    leave.wait();
+    hold_up.stop_here();
   });
   const Attempt leaving([this] { unregister_events("app", inbox); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt joining([this] { register_events("app", other); });
   const Attempt free([this] { register_commands("app", other); });
   EXPECT_TRUE(free.ends());
   EXPECT_TRUE(joining.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(leaving.ends());
   EXPECT_TRUE(joining.ends());
   bus.set_hook(nullptr);
@@ -218,11 +213,11 @@ TEST_F(PushClientLocks, ServersGoingWaitsForAnEventCallback) {
   register_commands("app", other);
   hold(inbox);
   bus.deliver(events, event("news", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt going([this] { server_goes(); });
   EXPECT_TRUE(waiting::until([this] { return times_said(log, 16, L"Push server is down") == 1; }));
   EXPECT_EQ(bus.subscriptions_alive(events), 3U);
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(going.ends());
   EXPECT_EQ(bus.subscriptions_alive(events), 1U);
 }
@@ -233,11 +228,11 @@ TEST_F(PushClientLocks, ServersGoingEndsTheEventsWhileACommandCallbackRuns) {
   register_commands("app", inbox);
   hold(inbox);
   bus.deliver(events, command("id", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt going([this] { server_goes(); });
   EXPECT_TRUE(waiting::until([this] { return bus.subscriptions_alive(events) == 2; }));
   EXPECT_TRUE(going.stays_blocked());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(going.ends());
   EXPECT_EQ(bus.subscriptions_alive(events), 1U);
 }

@@ -10,6 +10,7 @@
 #include "_base/waiting.h"
 #include "push/PushPromises.h"
 #include "push/PushServiceServerTest.h"
+#include "support/HoldUp.h"
 
 // Not in a namespace of its own: that is where the functions are brought to light.
 struct RegisterListener {
@@ -28,8 +29,8 @@ template struct Exposed<CommandDoneListener, &push_service_server::on_push_comma
 namespace {
 
 using support::BusFields;
+using support::HoldUp;
 using waiting::Attempt;
-using waiting::Gate;
 
 class PushServerDeliveries : public PushServiceServerTest {
  protected:
@@ -37,7 +38,7 @@ class PushServerDeliveries : public PushServiceServerTest {
     start();
     bus.overlap_deliveries();
   }
-  ~PushServerDeliveries() override { leave.open(); }
+  ~PushServerDeliveries() override { hold_up.let_go(); }
 
   PushCall registered(std::int32_t topic) {
     EXPECT_EQ(ask_register("app", topic), 0);
@@ -67,18 +68,16 @@ class PushServerDeliveries : public PushServiceServerTest {
     EXPECT_TRUE(response.source.app_id.IsEmpty());
     EXPECT_TRUE(response.dest.app_id.IsEmpty());
   }
-  /// The next call of this operation stays in the service until `leave` opens.
+  /// The next call of this operation stays in the service until it is let go.
   void hold(const char* operation) {
     const auto once = std::make_shared<std::atomic<bool>>(false);
-    service.set_hook([=, inside = inside, leave = leave](const PushCall& call) {
+    service.set_hook([=, hold_up = hold_up](const PushCall& call) {
       if (call.operation != operation || once->exchange(true)) return;
-      inside.open();
-      leave.wait();
+      hold_up.stop_here();
     });
   }
 
-  const Gate inside{};
-  const Gate leave{};
+  const HoldUp hold_up{};
 };
 
 TEST_F(PushServerDeliveries, EventIsPublishedWithAllItsFields) {
@@ -158,7 +157,7 @@ TEST_F(PushServerDeliveries, ListenersWithoutAContextGive31) {
 TEST_F(PushServerDeliveries, ServiceIsCalledWithoutTheTableHeld) {
   hold("register_push_events_callback");
   const Attempt first([this] { EXPECT_EQ(ask_register("app", 0), 0); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt others([this] {
     EXPECT_EQ(ask_register("other", 0), 0);
     EXPECT_EQ(ask_register("other", 1), 0);
@@ -166,18 +165,18 @@ TEST_F(PushServerDeliveries, ServiceIsCalledWithoutTheTableHeld) {
   });
   EXPECT_TRUE(others.ends());
   EXPECT_FALSE(first.is_done());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(first.ends());
 }
 
 TEST_F(PushServerDeliveries, OfTwoFirstRegistrationsOnlyOneGoesToTheService) {
   hold("register_push_events_callback");
   const Attempt first([this] { EXPECT_EQ(ask_register("app", 0), 0); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt second([this] { EXPECT_EQ(ask_register("app", 0), 0); });
   EXPECT_TRUE(second.ends());
   EXPECT_EQ(service.count("register_push_events_callback"), 1U);
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(first.ends());
   EXPECT_EQ(log.count(16, L"push register", L"topic: 0 registered: 2"), 1U);
 }
@@ -186,9 +185,9 @@ TEST_F(PushServerDeliveries, RefusalTakesBackItsOwnCountOnly) {
   hold("register_push_events_callback");
   service.set_result(5);
   const Attempt first([this] { EXPECT_EQ(ask_register("app", 0), 5); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   EXPECT_EQ(ask_register("app", 0), 0);
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(first.ends());
   EXPECT_EQ(log.count(16, L"push register", L"topic: 0 registered: 1"), 2U);
   // The other one counts on, though the service never agreed.
@@ -200,13 +199,13 @@ TEST_F(PushServerDeliveries, StoredCommandsAreAskedForWithoutTheTableHeld) {
   EXPECT_EQ(ask_register("app", 1), 0);
   hold("send_offline_commands");
   const Attempt second([this] { EXPECT_EQ(ask_register("app", 1), 0); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt others([this] {
     EXPECT_EQ(ask_register("app", 1), 0);
     EXPECT_EQ(ask_unregister("app", 1), 0);
   });
   EXPECT_TRUE(others.ends());
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(second.ends());
 }
 
@@ -214,11 +213,11 @@ TEST_F(PushServerDeliveries, UnregistrationGoesToTheServiceWithoutTheTableHeld) 
   EXPECT_EQ(ask_register("app", 0), 0);
   hold("unregister_push_events_callback");
   const Attempt last([this] { EXPECT_EQ(ask_unregister("app", 0), 0); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt others([this] { EXPECT_EQ(ask_register("app", 0), 0); });
   EXPECT_TRUE(others.ends());
   EXPECT_EQ(service.count("register_push_events_callback"), 2U);
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(last.ends());
 }
 
@@ -226,11 +225,11 @@ TEST_F(PushServerDeliveries, DeliveriesPassWhileARegistrationIsInTheService) {
   const PushCall call = registered(0);
   hold("register_push_commands_callback");
   const Attempt registration([this] { EXPECT_EQ(ask_register("app", 1), 0); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt delivery([&] { call.event_callback(event(), call.context); });
   EXPECT_TRUE(delivery.ends());
   EXPECT_EQ(bus.sent("on_push_event").size(), 1U);
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(registration.ends());
 }
 
@@ -239,14 +238,14 @@ TEST_F(PushServerDeliveries, SlowCompletionHoldsUpNobodyElse) {
   const Attempt completion([this] {
     EXPECT_EQ(ask("push_command_done", "app", {{"id", "7"}, {"status", "ok"}}), 0);
   });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const Attempt others([this] {
     EXPECT_EQ(ask_register("app", 0), 0);
     EXPECT_EQ(ask_unregister("app", 0), 0);
   });
   EXPECT_TRUE(others.ends());
   EXPECT_FALSE(completion.is_done()) << "it is answered when the service is through";
-  leave.open();
+  hold_up.let_go();
   EXPECT_TRUE(completion.ends());
 }
 

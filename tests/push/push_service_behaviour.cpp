@@ -5,12 +5,14 @@
 
 #include "_base/waiting.h"
 #include "push/push_gate.h"
+#include "support/HoldUp.h"
 #include "support/PushServiceTest.h"
 
 namespace {
 
 using cloud::push::push_gate;
 using cloud::push::push_service;
+using support::HoldUp;
 using support::PushReceiver;
 
 class PushService : public support::PushServiceTest {
@@ -44,21 +46,17 @@ TEST_F(PushService, IsNotEnteredByAPushThatComesAfterItsEnd) {
 
 TEST_F(PushService, WaitsAtItsEndForAPushThatIsBeingDelivered) {
   PushReceiver receiver;
-  const waiting::Gate reached;
-  const waiting::Gate released;
-  receiver.when_event = [&](const support::SeenEvent&) {
-    reached.open();
-    released.wait();
-  };
+  const HoldUp hold;
+  receiver.when_event = [&](const support::SeenEvent&) { hold.stop_here(); };
   want_events("app", receiver);
   void* const context = &*service;
   const waiting::Attempt delivery([&] { push(support::event_push("app", "slow"), context); });
-  ASSERT_TRUE(reached.wait());
+  ASSERT_TRUE(hold.is_reached());
   const waiting::Attempt end([&] { service.reset(); });
   // The end has begun when nothing is let in any more.
   EXPECT_TRUE(waiting::until([&] { return !push_gate::visit(context); }));
   EXPECT_FALSE(end.is_done());
-  released.open();
+  hold.let_go();
   EXPECT_TRUE(delivery.ends());
   EXPECT_TRUE(end.ends());
 }

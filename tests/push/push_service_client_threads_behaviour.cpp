@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/HoldUp.h"
 #include "support/PushClientTest.h"
 
 namespace {
@@ -16,8 +17,7 @@ class PushClientThreads : public support::PushClientTest {
  protected:
   PushInbox inbox;
   PushInbox other;
-  waiting::Gate inside;
-  waiting::Gate go;
+  support::HoldUp hold_up;
 };
 
 TEST_F(PushClientThreads, HearTheServersWordWhileTheyAnnounceThemselves) {
@@ -39,15 +39,14 @@ TEST_F(PushClientThreads, HearTheServersWordWhileTheyAnnounceThemselves) {
 TEST_F(PushClientThreads, WaitAtTheirEndForTheObserversCallUnderWay) {
   register_events("app", inbox);
   bus.answer_by([this](const SentMessage&) {
-    inside.open();
-    go.wait();
+    hold_up.stop_here();
     return support::BusAnswer{0, support::BusFields{{"err", 0}}};
   });
   const waiting::Attempt announcing([this] { server_comes(); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const waiting::Attempt ending([this] { client.reset(); });
   EXPECT_TRUE(ending.stays_blocked());
-  go.open();
+  hold_up.let_go();
   EXPECT_TRUE(announcing.ends());
   EXPECT_TRUE(ending.ends());
   EXPECT_EQ(bus.subscriptions_alive(events), 0U) << "what it subscribed meanwhile is gone as well";
@@ -57,19 +56,18 @@ TEST_F(PushClientThreads, MakeNoNewSubscriptionForACallbackThatRegistersAtTheirE
   server_comes();
   register_events("app", inbox);
   inbox.set_hook([this] {
-    inside.open();
-    go.wait();
+    hold_up.stop_here();
     register_commands("late", other);
   });
   bus.deliver(events, event("1", "app"));
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold_up.is_reached());
   const waiting::Attempt ending([this] { client.reset(); });
   ASSERT_TRUE(waiting::until(
       [this] { return bus.count("RemoveListener connect.events push_client") == 1; }));
   EXPECT_TRUE(ending.stays_blocked());
   EXPECT_EQ(bus.count("Unsubscribe connect.events"), 1U)
       << "the callback must not find the way free for a new subscription after the old one's end";
-  go.open();
+  hold_up.let_go();
   ASSERT_TRUE(ending.ends());
   EXPECT_EQ(bus.subscriptions_alive(events), 0U);
 }

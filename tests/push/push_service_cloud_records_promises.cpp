@@ -7,12 +7,14 @@
 
 #include "support/HeldListings.h"
 #include "support/PushServiceTest.h"
+#include "support/only.h"
 
 namespace {
 
 using cloud::connect_destination;
 using support::command_push;
 using support::event_push;
+using support::only;
 using support::push_source;
 using support::PushReceiver;
 using support::PushRegistration;
@@ -24,11 +26,6 @@ class PushCloudRecords : public support::PushServiceTest {
     take_probe_away();
     network_up();
     forget();
-  }
-  PushRegistration only() {
-    const auto all = told();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? PushRegistration{} : all[0];
   }
 
   PushReceiver receiver;
@@ -49,33 +46,13 @@ TEST_F(PushCloudRecords, NothingIsToldBeforeTheNetworkIsUp) {
 TEST_F(PushCloudRecords, EventsOfAnApplicationGoInTheNameOfWhoIsKnown) {
   go_online();
   EXPECT_EQ(want_events("app", receiver), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.instance, "shared");
-  EXPECT_EQ(told.source_user_token, "token");
-  EXPECT_EQ(told.source_app_id, "app");
-  EXPECT_EQ(told.source_device_id, "device");
-  EXPECT_EQ(told.destination_app_id, "app");
-  EXPECT_EQ(told.destination_device_id, "device");
-  EXPECT_EQ(told.topic, "event");
-  EXPECT_EQ(told.transport, "secure_web");
-  EXPECT_EQ(told.on_event, &push_service::push_event);
-  EXPECT_EQ(told.context, static_cast<void*>(&*service));
+  expect_told(only(told()), "app", "device", "token");
 }
 
 TEST_F(PushCloudRecords, CommandsOfAnApplicationGoUnderTheSameTopic) {
   go_online();
   EXPECT_EQ(want_commands("app", receiver), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.instance, "shared");
-  EXPECT_EQ(told.source_user_token, "token");
-  EXPECT_EQ(told.source_app_id, "app");
-  EXPECT_EQ(told.source_device_id, "device");
-  EXPECT_EQ(told.destination_app_id, "app");
-  EXPECT_EQ(told.destination_device_id, "device");
-  EXPECT_EQ(told.topic, "event");
-  EXPECT_EQ(told.transport, "secure_web");
-  EXPECT_EQ(told.on_event, &push_service::push_event);
-  EXPECT_EQ(told.context, static_cast<void*>(&*service));
+  expect_told(only(told()), "app", "device", "token");
 }
 
 TEST_F(PushCloudRecords, OtherFunctionOfTheCallbacksDoesNothing) {
@@ -84,13 +61,13 @@ TEST_F(PushCloudRecords, OtherFunctionOfTheCallbacksDoesNothing) {
   want_events("app", receiver);
   want_commands("app", receiver);
   log.clear();
-  const PushRegistration told = only();
-  ASSERT_NE(told.on_done, nullptr);
-  EXPECT_NE(told.on_done, told.on_event);
+  const PushRegistration registration = only(told());
+  ASSERT_NE(registration.on_done, nullptr);
+  EXPECT_NE(registration.on_done, registration.on_event);
   std::string text = event_push("app", "news");
   const cirrel_response response{nullptr, text.data(), text.size()};
-  told.on_done(&response, told.context);
-  told.on_done(nullptr, nullptr);
+  registration.on_done(&response, registration.context);
+  registration.on_done(nullptr, nullptr);
   EXPECT_TRUE(receiver.events().empty());
   EXPECT_TRUE(log.lines().empty());
 }
@@ -108,26 +85,26 @@ TEST_F(PushCloudRecords, PushesComeByTheCallbacksThatWereTold) {
 TEST_F(PushCloudRecords, DeviceThatTheCallerNamesReachesTheCloudForEvents) {
   go_online();
   EXPECT_EQ(want_events(push_source("app"), receiver, connect_destination{"far", ""}), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.destination_device_id, "far");
-  EXPECT_EQ(told.destination_app_id, "app");
-  EXPECT_EQ(told.source_device_id, "device");
+  const PushRegistration registration = only(told());
+  EXPECT_EQ(registration.destination_device_id, "far");
+  EXPECT_EQ(registration.destination_app_id, "app");
+  EXPECT_EQ(registration.source_device_id, "device");
 }
 
 TEST_F(PushCloudRecords, ApplicationThatTheCallerNamesAsDestinationDoesNotReachTheCloud) {
   go_online();
   EXPECT_EQ(want_events(push_source("app"), receiver, connect_destination{"far", "away"}), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.destination_app_id, "app");
-  EXPECT_EQ(told.destination_device_id, "far");
+  const PushRegistration registration = only(told());
+  EXPECT_EQ(registration.destination_app_id, "app");
+  EXPECT_EQ(registration.destination_device_id, "far");
 }
 
 TEST_F(PushCloudRecords, DestinationOfCommandsDoesNotReachTheCloud) {
   go_online();
   EXPECT_EQ(want_commands(push_source("app"), receiver, connect_destination{"far", "away"}), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.destination_app_id, "app");
-  EXPECT_EQ(told.destination_device_id, "device");
+  const PushRegistration registration = only(told());
+  EXPECT_EQ(registration.destination_app_id, "app");
+  EXPECT_EQ(registration.destination_device_id, "device");
 }
 
 TEST_F(PushCloudRecords, ApplicationThatTheCallerNamesAsDestinationIsNotTheKeyOfTheTable) {
@@ -153,10 +130,10 @@ TEST_F(PushCloudRecords, RefusedApplicationIsTakenOutUnderTheSendersNameWhatever
 TEST_F(PushCloudRecords, ForwardsTheTextsOfTheCallerAsTheyAre) {
   go_online();
   EXPECT_EQ(want_events(push_source("\xc3\xa4pp", "d\xc3\xa9v", "t/\"k"), receiver), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.source_app_id, "\xc3\xa4pp");
-  EXPECT_EQ(told.source_device_id, "d\xc3\xa9v");
-  EXPECT_EQ(told.source_user_token, "t/\"k");
+  const PushRegistration registration = only(told());
+  EXPECT_EQ(registration.source_app_id, "\xc3\xa4pp");
+  EXPECT_EQ(registration.source_device_id, "d\xc3\xa9v");
+  EXPECT_EQ(registration.source_user_token, "t/\"k");
 }
 
 TEST_F(PushCloudRecords, SecondCallbackOfAKnownApplicationMakesNoCall) {
@@ -190,9 +167,10 @@ TEST_F(PushCloudRecords, FirstApplicationOfAllIsToldByItsProbe) {
   network_up();
   forget();
   EXPECT_EQ(want_events(push_source("app"), receiver, connect_destination{"far", "away"}), 0u);
-  const PushRegistration told = only();
-  EXPECT_EQ(told.destination_device_id, "device") << "the probe's, which has no destination";
-  EXPECT_EQ(told.destination_app_id, "app");
+  const PushRegistration registration = only(told());
+  EXPECT_EQ(registration.destination_device_id, "device")
+      << "the probe's, which has no destination";
+  EXPECT_EQ(registration.destination_app_id, "app");
   EXPECT_EQ(times_said(16, L"Topic registered for app"), 1u);
   EXPECT_EQ(times_said(16, L"Topic already registered for app"), 1u);
 }

@@ -8,12 +8,14 @@
 #include <thread>
 
 #include "support/PushServiceTest.h"
+#include "support/only.h"
 
 namespace {
 
 using nlohmann::json;
 using support::command_push;
 using support::event_push;
+using support::only;
 using support::PushReceiver;
 using support::SeenCommand;
 
@@ -25,11 +27,6 @@ class PushCommands : public support::PushServiceTest {
     want_commands("app", receiver);
     log.clear();
   }
-  SeenCommand only() {
-    const auto all = receiver.commands();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? SeenCommand{} : all[0];
-  }
 
   PushReceiver receiver;
 };
@@ -39,7 +36,7 @@ TEST_F(PushCommands, ArriveWithEveryField) {
            "event": "command", "timestamp": 1700000000123,
            "event_params": {"command": "wipe", "command_id": "17",
                             "command_params": {"a": [1, null], "t": "\u00e9"}, "x": 1}}})");
-  const SeenCommand command = only();
+  const SeenCommand command = only(receiver.commands());
   EXPECT_EQ(command.app_id, "app");
   EXPECT_EQ(command.name, "wipe");
   EXPECT_EQ(command.id, "17");
@@ -52,8 +49,7 @@ TEST_F(PushCommands, AreKeptWithEveryField) {
   push(command_push("app", "wipe", "17", {{"a", 1}}, 1700000000123));
   PushReceiver reader;
   replay("app", reader);
-  ASSERT_EQ(reader.commands().size(), 1u);
-  const SeenCommand command = reader.commands()[0];
+  const SeenCommand command = only(reader.commands());
   EXPECT_EQ(command.app_id, "app");
   EXPECT_EQ(command.name, "wipe");
   EXPECT_EQ(command.id, "17");

@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "support/PushServiceTest.h"
 
@@ -19,6 +21,11 @@ using support::ResolvedRequest;
 class PushCompletion : public support::PushServiceTest {
  protected:
   PushCompletion() { take_probe_away(); }
+
+  /// Commands of "app", each with its name and its identifier.
+  void arrive(const std::vector<std::pair<const char*, const char*>>& commands) {
+    for (const auto& [name, id] : commands) push(command_push("app", name, id));
+  }
 };
 
 TEST_F(PushCompletion, TellsTheCloudOfTheCommandAndItsOutcome) {
@@ -27,20 +34,9 @@ TEST_F(PushCompletion, TellsTheCloudOfTheCommandAndItsOutcome) {
                             cloud::connect_destination{"far", "away"});
   ASSERT_EQ(requests.count(), 1u);
   const ResolvedRequest request = requests.requests()[0];
-  EXPECT_EQ(request.service, "connect/commands");
-  EXPECT_EQ(request.timeout, 5000u);
-  EXPECT_EQ(request.type, cloud::request_type::connect);
-  EXPECT_EQ(request.method, "complete");
+  expect_commands_request(request, "complete");
   EXPECT_EQ(json::parse(request.message),
             (json{{"command_id", "17"}, {"command_status", "succ\xc3\xa9s \"1\""}}));
-  EXPECT_EQ(request.app_id, "");
-  EXPECT_EQ(request.device_id, "");
-  EXPECT_EQ(request.user_token, "");
-  EXPECT_EQ(request.destination_app_id, "");
-  EXPECT_EQ(request.destination_device_id, "");
-  EXPECT_TRUE(request.fill_source);
-  EXPECT_EQ(request.reply_text, "");
-  EXPECT_EQ(request.reply_code, 0);
 }
 
 TEST_F(PushCompletion, RunsOnTheCallersThread) {
@@ -211,8 +207,7 @@ TEST_F(PushCompletion, WithoutAnOutcomeTellsAnEmptyOne) {
 }
 
 TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierSideBySideTakesOne) {
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "b", "1"));
+  arrive({{"a", "1"}, {"b", "1"}});
   done("app", "1");
   EXPECT_EQ(kept("app"), Names{"b 1"});
   done("app", "1");
@@ -221,10 +216,7 @@ TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierSideBySideTakesOne) {
 }
 
 TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierLeavesTheShiftedRemainder) {
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "b", "1"));
-  push(command_push("app", "c", "2"));
-  push(command_push("app", "d", "3"));
+  arrive({{"a", "1"}, {"b", "1"}, {"c", "2"}, {"d", "3"}});
   done("app", "1");
   // c and d moved to the front, one of the two freed places was unlinked, and the last one kept its
   // copy of d.
@@ -233,9 +225,7 @@ TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierLeavesTheShiftedRemainder) {
 
 TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierApartLeavesAStaleCopy) {
   push(command_push("app", "w", "8", {{"n", 8}}, 8));
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "x", "2"));
-  push(command_push("app", "b", "1"));
+  arrive({{"a", "1"}, {"x", "2"}, {"b", "1"}});
   push(command_push("app", "y", "3", {{"n", 3}}, 3));
   done("app", "1");
   PushReceiver reader;
@@ -249,34 +239,25 @@ TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierApartLeavesAStaleCopy) {
 }
 
 TEST_F(PushCompletion, OfTwoCommandsOfOneIdentifierAtTheEndLeavesTheLastOfThem) {
-  push(command_push("app", "x", "2"));
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "b", "1"));
+  arrive({{"x", "2"}, {"a", "1"}, {"b", "1"}});
   done("app", "1");
   EXPECT_EQ(kept("app"), (Names{"x 2", "b 1"}));
 }
 
 TEST_F(PushCompletion, OfTheFirstAndTheLastOfOneIdentifierLeavesTheLastOfThem) {
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "x", "2"));
-  push(command_push("app", "b", "1"));
+  arrive({{"a", "1"}, {"x", "2"}, {"b", "1"}});
   done("app", "1");
   EXPECT_EQ(kept("app"), (Names{"x 2", "b 1"}));
 }
 
 TEST_F(PushCompletion, OfThreeCommandsOfOneIdentifierUnlinksOnePlaceOnly) {
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "b", "1"));
-  push(command_push("app", "c", "1"));
-  push(command_push("app", "x", "2"));
+  arrive({{"a", "1"}, {"b", "1"}, {"c", "1"}, {"x", "2"}});
   done("app", "1");
   EXPECT_EQ(kept("app"), (Names{"x 2", "c 1", "x 2"}));
 }
 
 TEST_F(PushCompletion, OfAStaleCopyIsToldToTheCloudAgain) {
-  push(command_push("app", "a", "1"));
-  push(command_push("app", "b", "1"));
-  push(command_push("app", "c", "2"));
+  arrive({{"a", "1"}, {"b", "1"}, {"c", "2"}});
   done("app", "1");
   EXPECT_EQ(kept("app"), (Names{"c 2", "c 2"}));
   done("app", "2");

@@ -9,11 +9,13 @@
 #include <thread>
 
 #include "support/PushServiceTest.h"
+#include "support/only.h"
 
 namespace {
 
 using nlohmann::json;
 using support::event_push;
+using support::only;
 using support::PushReceiver;
 using support::SeenEvent;
 
@@ -25,11 +27,6 @@ class PushEvents : public support::PushServiceTest {
     want_commands("app", receiver);
     log.clear();
   }
-  SeenEvent only() {
-    const auto all = receiver.events();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? SeenEvent{} : all[0];
-  }
 
   PushReceiver receiver;
 };
@@ -38,7 +35,7 @@ TEST_F(PushEvents, ArriveWithEveryField) {
   push(R"({"app_fields": {"connect_target": {"app_id": "app", "device_id": "there"},
            "event": "news", "timestamp": 1700000000123,
            "event_params": {"a": [1, {"b": null}], "t": "\u00e9\"x"}}, "more": 1})");
-  const SeenEvent event = only();
+  const SeenEvent event = only(receiver.events());
   EXPECT_EQ(event.name, "news");
   EXPECT_EQ(event.app_id, "app");
   EXPECT_EQ(event.device_id, "there");
@@ -65,7 +62,7 @@ TEST_F(PushEvents, KeepAll64BitsOfTheTimestamp) {
         std::numeric_limits<std::int64_t>::min(), std::int64_t{-1}, std::int64_t{0}}) {
     receiver.forget();
     push(event_push("app", "news", json::object(), stamp));
-    EXPECT_EQ(only().timestamp, stamp);
+    EXPECT_EQ(only(receiver.events()).timestamp, stamp);
   }
 }
 
@@ -129,7 +126,7 @@ TEST_F(PushEvents, ArriveAsOftenAsTheyArePushed) {
 TEST_F(PushEvents, DoNotCareForTheDeviceTheyAreFor) {
   push(R"({"app_fields": {"connect_target": {"app_id": "app", "device_id": "not this one"},
            "event": "news", "event_params": {}}})");
-  EXPECT_EQ(only().device_id, "not this one");
+  EXPECT_EQ(only(receiver.events()).device_id, "not this one");
 }
 
 TEST_F(PushEvents, WithoutATargetReachNobody) {
@@ -140,21 +137,21 @@ TEST_F(PushEvents, WithoutATargetReachNobody) {
 
 TEST_F(PushEvents, WithEmptyParametersArriveWithAnEmptyObject) {
   push(event_push("app", "news"));
-  EXPECT_EQ(json::parse(only().params), json::object());
+  EXPECT_EQ(json::parse(only(receiver.events()).params), json::object());
 }
 
 TEST_F(PushEvents, CarryTextsInUtf8) {
   push(event_push("app", "n\xc3\xa9ws", {{"k", "\xe4\xb8\xad"}}));
-  EXPECT_EQ(only().name, "n\xc3\xa9ws");
-  EXPECT_EQ(json::parse(only().params), (json{{"k", "\xe4\xb8\xad"}}));
+  EXPECT_EQ(only(receiver.events()).name, "n\xc3\xa9ws");
+  EXPECT_EQ(json::parse(only(receiver.events()).params), (json{{"k", "\xe4\xb8\xad"}}));
 }
 
 TEST_F(PushEvents, CarryLongTexts) {
   const std::string name(100'000, 'n');
   const std::string value(1'000'000, 'v');
   push(event_push("app", name, {{"k", value}}));
-  EXPECT_EQ(only().name, name);
-  EXPECT_EQ(json::parse(only().params), (json{{"k", value}}));
+  EXPECT_EQ(only(receiver.events()).name, name);
+  EXPECT_EQ(json::parse(only(receiver.events()).params), (json{{"k", value}}));
 }
 
 TEST_F(PushEvents, AreNothingToTheCloud) {

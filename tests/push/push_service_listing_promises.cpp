@@ -55,19 +55,8 @@ TEST_F(PushListing, IsAskedForByANewCommandsApplication) {
   EXPECT_EQ(times_said(16, L"app_id: app"), 1u);
   ASSERT_TRUE(requests.wait_for(1));
   const ResolvedRequest request = requests.requests()[0];
-  EXPECT_EQ(request.service, "connect/commands");
-  EXPECT_EQ(request.timeout, 5000u);
-  EXPECT_EQ(request.type, cloud::request_type::connect);
-  EXPECT_EQ(request.method, "list");
+  expect_commands_request(request, "list");
   EXPECT_EQ(request.message, "");
-  EXPECT_EQ(request.app_id, "");
-  EXPECT_EQ(request.device_id, "");
-  EXPECT_EQ(request.user_token, "");
-  EXPECT_EQ(request.destination_app_id, "");
-  EXPECT_EQ(request.destination_device_id, "");
-  EXPECT_TRUE(request.fill_source);
-  EXPECT_EQ(request.reply_text, "");
-  EXPECT_EQ(request.reply_code, 0);
 }
 
 TEST_F(PushListing, DoesNotRunOnTheCallersThread) {

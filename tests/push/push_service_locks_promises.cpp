@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/HeldListings.h"
+#include "support/HoldUp.h"
 #include "support/PushServiceTest.h"
 #include "support/loadable.h"
 
@@ -16,6 +18,8 @@ namespace {
 
 using support::command_push;
 using support::event_push;
+using support::HeldListings;
+using support::HoldUp;
 using support::push_source;
 using support::PushReceiver;
 using support::PushRegistration;
@@ -35,21 +39,17 @@ TEST_F(PushLocks, EventCallbackHoldsTheEventsUpAndNotTheCommands) {
   take_probe_away();
   want_events("app", receiver);
   want_commands("app", other);
-  const Gate inside;
-  const Gate gate;
-  receiver.when_event = [=](const SeenEvent&) {
-    inside.open();
-    gate.wait();
-  };
+  const HoldUp hold;
+  receiver.when_event = [=](const SeenEvent&) { hold.stop_here(); };
   const Attempt event([this] { push(event_push("app", "news")); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   push(command_push("app", "do", "1"));
   EXPECT_EQ(other.command_names(), Names{"do 1"});
   done("app", "1");
   EXPECT_TRUE(kept("app").empty());
   const Attempt leave([this] { leave_events("app", receiver); });
   EXPECT_FALSE(leave.is_done()) << "the list is being walked";
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(event.ends());
   EXPECT_TRUE(leave.ends());
 }
@@ -58,14 +58,10 @@ TEST_F(PushLocks, CommandCallbackHoldsTheCommandsUpAndNeitherTheEventsNorWhatIsK
   take_probe_away();
   want_events("app", receiver);
   want_commands("app", other);
-  const Gate inside;
-  const Gate gate;
-  other.when_command = [=](const SeenCommand&) {
-    inside.open();
-    gate.wait();
-  };
+  const HoldUp hold;
+  other.when_command = [=](const SeenCommand&) { hold.stop_here(); };
   const Attempt first([this] { push(command_push("app", "do", "1")); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   push(event_push("app", "news"));
   EXPECT_EQ(receiver.event_names(), Names{"news"});
   EXPECT_EQ(want_events("app2", receiver), 0u);
@@ -75,7 +71,7 @@ TEST_F(PushLocks, CommandCallbackHoldsTheCommandsUpAndNeitherTheEventsNorWhatIsK
   })) << "kept before it is delivered, under a lock of its own";
   EXPECT_EQ(other.command_names(), Names{"do 1"});
   done("app", "1");
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(first.ends());
   EXPECT_TRUE(second.ends());
   EXPECT_EQ(other.command_names(), (Names{"do 1", "do 2"}));
@@ -84,19 +80,15 @@ TEST_F(PushLocks, CommandCallbackHoldsTheCommandsUpAndNeitherTheEventsNorWhatIsK
 TEST_F(PushLocks, PushThatWaitsToBeKeptHoldsNoOtherLock) {
   take_probe_away();
   push(command_push("app", "do", "1"));
-  const Gate inside;
-  const Gate gate;
-  other.when_command = [=](const SeenCommand&) {
-    inside.open();
-    gate.wait();
-  };
+  const HoldUp hold;
+  other.when_command = [=](const SeenCommand&) { hold.stop_here(); };
   const Attempt reader([this] { replay("app", other); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   const Attempt second([this] { push(command_push("app2", "do", "2")); });
   ASSERT_TRUE(waiting::until([&] { return said(16, L"destination app: app2"); }));
   EXPECT_EQ(want_commands("app2", receiver), 0u);
   EXPECT_EQ(want_events("app2", receiver), 0u);
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(reader.ends());
   EXPECT_TRUE(second.ends());
   EXPECT_EQ(receiver.command_names(), Names{"do 2"});
@@ -105,19 +97,15 @@ TEST_F(PushLocks, PushThatWaitsToBeKeptHoldsNoOtherLock) {
 TEST_F(PushLocks, RegistrationOfCommandsWaitsForEventsAndTheyDoNotWaitForIt) {
   take_probe_away();
   want_events("app", receiver);
-  const Gate inside;
-  const Gate gate;
-  receiver.when_event = [=](const SeenEvent&) {
-    inside.open();
-    gate.wait();
-  };
+  const HoldUp hold;
+  receiver.when_event = [=](const SeenEvent&) { hold.stop_here(); };
   const Attempt event([this] { push(event_push("app", "news")); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   const Attempt registration([this] { want_commands("app", other); });
   ASSERT_TRUE(
       waiting::until([&] { return said(4, L"Postpone list command until network is ready"); }));
   EXPECT_FALSE(registration.is_done());
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(event.ends());
   EXPECT_TRUE(registration.ends());
   EXPECT_TRUE(said(16, L"Topic registered for app"));
@@ -125,20 +113,18 @@ TEST_F(PushLocks, RegistrationOfCommandsWaitsForEventsAndTheyDoNotWaitForIt) {
 
 TEST_F(PushLocks, RefreshTellsTheCloudOfEventsUnderTheirLock) {
   take_probe_away();
-  const Gate inside;
-  const Gate gate;
+  const HoldUp hold;
   client.register_by([=](const PushRegistration&) {
-    inside.open();
-    gate.wait();
+    hold.stop_here();
     return 0u;
   });
   const Attempt refresh([this] { network_up(); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   const Attempt registration([this] { want_events("app", receiver); });
   push(command_push("app", "do", "1"));
   EXPECT_EQ(kept("app"), Names{"do 1"});
   EXPECT_FALSE(said(16, L"Topic registered for app"));
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(refresh.ends());
   EXPECT_TRUE(registration.ends());
 }
@@ -148,34 +134,30 @@ TEST_F(PushLocks, RefreshOfCommandsLooksIntoTheEventsWithoutTheirLock) {
   want_commands("a", receiver);
   want_commands("b", receiver);
   forget();
-  const Gate in_commands;
-  const Gate commands_gate;
-  const Gate in_events;
-  const Gate events_gate;
+  const HoldUp in_commands;
+  const HoldUp in_events;
   const Gate second_told;
   client.register_by([=](const PushRegistration& registration) {
     if (registration.source_user_token == "commands" && registration.source_app_id == "a") {
-      in_commands.open();
-      commands_gate.wait();
+      in_commands.stop_here();
     }
     if (registration.source_user_token == "commands" && registration.source_app_id == "b") {
       second_told.open();
     }
     if (registration.source_user_token == "events") {
-      in_events.open();
-      events_gate.wait();
+      in_events.stop_here();
     }
     return 0u;
   });
   const Attempt first(
       [this] { service->refresh_push_listeners(push_source("", "d", "commands")); });
-  ASSERT_TRUE(in_commands.wait()) << "the commands lock is held";
+  ASSERT_TRUE(in_commands.is_reached()) << "the commands lock is held";
   EXPECT_EQ(want_events("e", other), 0u);
   const Attempt second([this] { service->refresh_push_listeners(push_source("", "d", "events")); });
-  ASSERT_TRUE(in_events.wait()) << "the events lock is held";
-  commands_gate.open();
+  ASSERT_TRUE(in_events.is_reached()) << "the events lock is held";
+  in_commands.let_go();
   EXPECT_TRUE(second_told.wait()) << "it went past the events";
-  events_gate.open();
+  in_events.let_go();
   EXPECT_TRUE(first.ends());
   EXPECT_TRUE(second.ends());
 }
@@ -184,52 +166,44 @@ TEST_F(PushLocks, RefusedApplicationLeavesItsTableWithoutWaitingForTheLock) {
   take_probe_away();
   network_up();
   want_events("app", receiver);
-  const Gate telling;
-  const Gate refuse;
+  const HoldUp telling;
   client.register_by([=](const PushRegistration&) {
-    telling.open();
-    refuse.wait();
+    telling.stop_here();
     return 77u;
   });
   std::atomic<std::uint32_t> result = 0;
   const Attempt registration([this, &result] { result = want_events("app2", other); });
-  ASSERT_TRUE(telling.wait());
-  const Gate inside;
-  const Gate gate;
-  receiver.when_event = [=](const SeenEvent&) {
-    inside.open();
-    gate.wait();
-  };
+  ASSERT_TRUE(telling.is_reached());
+  const HoldUp hold;
+  receiver.when_event = [=](const SeenEvent&) { hold.stop_here(); };
   const Attempt event([this] { push(event_push("app", "news")); });
-  ASSERT_TRUE(inside.wait());
-  refuse.open();
+  ASSERT_TRUE(hold.is_reached());
+  telling.let_go();
   EXPECT_TRUE(registration.ends()) << "while the lock of the events is held";
   EXPECT_EQ(result, 77u);
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(event.ends());
 }
 
 TEST_F(PushLocks, RegistrationTellsTheCloudUnderNoLock) {
   take_probe_away();
   network_up();
-  const Gate telling;
-  const Gate gate;
+  const HoldUp hold;
   client.register_by([=](const PushRegistration& registration) {
     if (registration.source_app_id == "slow") {
-      telling.open();
-      gate.wait();
+      hold.stop_here();
     }
     return 0u;
   });
   const Attempt registration([this] { want_commands("slow", receiver); });
-  ASSERT_TRUE(telling.wait());
+  ASSERT_TRUE(hold.is_reached());
   EXPECT_EQ(want_commands("app", receiver), 0u);
   EXPECT_EQ(want_events("app", receiver), 0u);
   push(event_push("app", "news"));
   push(command_push("slow", "do", "1"));
   EXPECT_EQ(receiver.event_names(), Names{"news"});
   EXPECT_EQ(receiver.command_names(), Names{"do 1"});
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(registration.ends());
 }
 
@@ -237,21 +211,17 @@ TEST_F(PushLocks, CompletionWaitsForTheCloudUnderNoLock) {
   take_probe_away();
   want_commands("app", receiver);
   push(command_push("app", "do", "1"));
-  const Gate inside;
-  const Gate gate;
-  requests.while_resolving([=](const ResolvedRequest&) {
-    inside.open();
-    gate.wait();
-  });
+  const HoldUp hold;
+  requests.while_resolving([=](const ResolvedRequest&) { hold.stop_here(); });
   const Attempt completion([this] { done("app", "1"); });
-  ASSERT_TRUE(inside.wait());
+  ASSERT_TRUE(hold.is_reached());
   push(command_push("app", "do", "2"));
   EXPECT_EQ(want_commands("app", other), 0u);
   EXPECT_EQ(other.command_names(), Names{"do 2"});
   EXPECT_EQ(want_events("app", other), 0u);
   service->refresh_push_listeners(push_source("", "d", "t"));
   EXPECT_FALSE(completion.is_done());
-  gate.open();
+  hold.let_go();
   EXPECT_TRUE(completion.ends());
 }
 
@@ -288,14 +258,13 @@ TEST_F(PushLocks, EverythingAtOnceComesToAnEnd) {
 TEST_F(PushLocks, EndWaitsForAListingThatRuns) {
   take_probe_away();
   network_up();
-  const Gate gate;
-  requests.while_resolving([gate](const ResolvedRequest&) { gate.wait(); });
+  HeldListings held(requests);
   requests.answer_next(R"([{"command": "do", "command_id": "1"}])");
   want_commands("app", receiver);
   ASSERT_TRUE(requests.wait_for(1));
   const Attempt end([this] { service.reset(); });
   EXPECT_FALSE(end.is_done());
-  gate.open();
+  held.let_go();
   ASSERT_TRUE(end.ends());
   EXPECT_EQ(receiver.command_names(), Names{"do 1"}) << "the tables are emptied after the worker";
 }
@@ -305,8 +274,7 @@ TEST_F(PushLocks, EndDropsTheListingsThatWait) {
   const auto dropped = [this](int patience) {
     renew();
     const std::size_t before = requests.count();
-    const Gate gate;
-    requests.while_resolving([gate](const ResolvedRequest&) { gate.wait(); });
+    HeldListings held(requests);
     network_up();
     want_commands("a", receiver);
     EXPECT_TRUE(requests.wait_for(before + 1));
@@ -314,7 +282,7 @@ TEST_F(PushLocks, EndDropsTheListingsThatWait) {
     want_commands("c", receiver);
     const Attempt end([this] { service.reset(); });
     std::this_thread::sleep_for(std::chrono::milliseconds(patience));
-    gate.open();
+    held.let_go();
     EXPECT_TRUE(end.ends());
     return requests.count() == before + 1;
   };

@@ -6,11 +6,13 @@
 #include <vector>
 
 #include "support/PushServiceTest.h"
+#include "support/only.h"
 
 namespace {
 
 using support::command_push;
 using support::event_push;
+using support::only;
 using support::push_source;
 using support::PushReceiver;
 
@@ -36,18 +38,7 @@ TEST_F(PushRefresh, TellsEveryEventsApplicationInAscendingOrderOfBytes) {
 TEST_F(PushRefresh, TellsTheNewIdentityAndNoOtherDestination) {
   want_events("app", receiver);
   refresh();
-  const auto all = told();
-  ASSERT_EQ(all.size(), 1u);
-  EXPECT_EQ(all[0].instance, "shared");
-  EXPECT_EQ(all[0].source_user_token, "new-token");
-  EXPECT_EQ(all[0].source_app_id, "app");
-  EXPECT_EQ(all[0].source_device_id, "new-device");
-  EXPECT_EQ(all[0].destination_app_id, "app");
-  EXPECT_EQ(all[0].destination_device_id, "new-device");
-  EXPECT_EQ(all[0].topic, "event");
-  EXPECT_EQ(all[0].transport, "secure_web");
-  EXPECT_EQ(all[0].on_event, &push_service::push_event);
-  EXPECT_EQ(all[0].context, static_cast<void*>(&*service));
+  expect_told(only(told()), "app", "new-device", "new-token");
 }
 
 TEST_F(PushRefresh, ForgetsTheDestinationThatACallerNamedOnce) {
@@ -69,13 +60,7 @@ TEST_F(PushRefresh, ForgetsTheIdentityThatACallerNamedOnce) {
 TEST_F(PushRefresh, TellsEmptyTextsWhenNobodyIsKnown) {
   want_events("app", receiver);
   service->refresh_push_listeners({});
-  const auto all = told();
-  ASSERT_EQ(all.size(), 1u);
-  EXPECT_EQ(all[0].source_user_token, "");
-  EXPECT_EQ(all[0].source_app_id, "app");
-  EXPECT_EQ(all[0].source_device_id, "");
-  EXPECT_EQ(all[0].destination_app_id, "app");
-  EXPECT_EQ(all[0].destination_device_id, "");
+  expect_told(only(told()), "app", "", "");
 }
 
 TEST_F(PushRefresh, RemembersTheIdentityForWhoComesLater) {
@@ -85,10 +70,9 @@ TEST_F(PushRefresh, RemembersTheIdentityForWhoComesLater) {
   refresh();
   network_up();
   EXPECT_EQ(want_events("app", receiver), 0u);
-  const auto all = told();
-  ASSERT_EQ(all.size(), 1u);
-  EXPECT_EQ(all[0].source_user_token, "new-token");
-  EXPECT_EQ(all[0].source_device_id, "new-device");
+  const auto registration = only(told());
+  EXPECT_EQ(registration.source_user_token, "new-token");
+  EXPECT_EQ(registration.source_device_id, "new-device");
 }
 
 TEST_F(PushRefresh, NeverTakesTheApplicationOfTheIdentityForACallersOwn) {

@@ -245,6 +245,35 @@ class PushServiceTest : public testing::Test {
     }
     return names;
   }
+  /// The cloud was told of an application that has no destination but itself.
+  void expect_told(const PushRegistration& told, const char* app_id, const char* device_id,
+                   const char* user_token) const {
+    EXPECT_EQ(told.instance, "shared");
+    EXPECT_EQ(told.source_user_token, user_token);
+    EXPECT_EQ(told.source_app_id, app_id);
+    EXPECT_EQ(told.source_device_id, device_id);
+    EXPECT_EQ(told.destination_app_id, app_id);
+    EXPECT_EQ(told.destination_device_id, device_id);
+    EXPECT_EQ(told.topic, "event");
+    EXPECT_EQ(told.transport, "secure_web");
+    EXPECT_EQ(told.on_event, &push_service::push_event);
+    EXPECT_EQ(told.context, static_cast<const void*>(&*service));
+  }
+  /// A request to the service of commands as it goes to the front door: addresses come there.
+  static void expect_commands_request(const ResolvedRequest& request, const char* method) {
+    EXPECT_EQ(request.service, "connect/commands");
+    EXPECT_EQ(request.timeout, 5000u);
+    EXPECT_EQ(request.type, cloud::request_type::connect);
+    EXPECT_EQ(request.method, method);
+    EXPECT_EQ(request.app_id, "");
+    EXPECT_EQ(request.device_id, "");
+    EXPECT_EQ(request.user_token, "");
+    EXPECT_EQ(request.destination_app_id, "");
+    EXPECT_EQ(request.destination_device_id, "");
+    EXPECT_TRUE(request.fill_source);
+    EXPECT_EQ(request.reply_text, "");
+    EXPECT_EQ(request.reply_code, 0);
+  }
   void forget() {
     told_before_ = client.registrations().size();
     listings_before_ += listings_said();
