@@ -29,13 +29,7 @@ constexpr const char* actions = "connect.actions";
 
 IBusMessage* make_message(IBus* bus, const BusFields& fields) {
   IBusMessage* const message = bus->Core()->CreateMessage(0);
-  for (const support::BusField& field : fields) {
-    if (const auto* const text = std::get_if<std::string>(&field.value)) {
-      message->SetString(field.key.c_str(), text->c_str());
-    } else {
-      message->SetInt(field.key.c_str(), std::get<std::int64_t>(field.value));
-    }
-  }
+  support::write(fields, *message);
   return message;
 }
 

@@ -72,18 +72,15 @@ IBusHost* FakeBus::enter(const IID& id) {
 }
 
 void FakeBus::refuse_bus(bool refuses) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses_bus = refuses;
+  state_->set(&bus_parts::State::refuses_bus, refuses);
 }
 
 void FakeBus::refuse_core(bool refuses) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses_core = refuses;
+  state_->set(&bus_parts::State::refuses_core, refuses);
 }
 
 void FakeBus::refuse_channels(bool refuses) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses_channels = refuses;
+  state_->set(&bus_parts::State::refuses_channels, refuses);
 }
 
 void FakeBus::refuse_channel(const std::string& name, bool refuses) {
@@ -96,18 +93,15 @@ void FakeBus::refuse_channel(const std::string& name, bool refuses) {
 }
 
 void FakeBus::refuse_subscriptions(bool refuses) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses_subscriptions = refuses;
+  state_->set(&bus_parts::State::refuses_subscriptions, refuses);
 }
 
 void FakeBus::refuse_observers(bool refuses) {
-  const std::lock_guard lock(state_->mutex);
-  state_->refuses_observers = refuses;
+  state_->set(&bus_parts::State::refuses_observers, refuses);
 }
 
 void FakeBus::refuse_messages(std::size_t made) {
-  const std::lock_guard lock(state_->mutex);
-  state_->messages_left = made;
+  state_->set(&bus_parts::State::messages_left, made);
 }
 
 void FakeBus::let_messages_pass() {
@@ -116,18 +110,15 @@ void FakeBus::let_messages_pass() {
 }
 
 void FakeBus::hide_channels_of_subscriptions(bool hides) {
-  const std::lock_guard lock(state_->mutex);
-  state_->hides_channels = hides;
+  state_->set(&bus_parts::State::hides_channels, hides);
 }
 
 void FakeBus::set_callback_status(std::uint32_t status) {
-  const std::lock_guard lock(state_->mutex);
-  state_->callback_status = status;
+  state_->set(&bus_parts::State::callback_status, status);
 }
 
 void FakeBus::set_absent_number(std::int64_t number) {
-  const std::lock_guard lock(state_->mutex);
-  state_->absent_number = number;
+  state_->set(&bus_parts::State::absent_number, number);
 }
 
 void FakeBus::answer(BusAnswer answer) {
@@ -141,23 +132,19 @@ void FakeBus::answer_err(std::int64_t err) {
 }
 
 void FakeBus::answer_by(std::function<BusAnswer(const SentMessage&)> function) {
-  const std::lock_guard lock(state_->mutex);
-  state_->answer_function = std::move(function);
+  state_->set(&bus_parts::State::answer_function, std::move(function));
 }
 
 void FakeBus::loop_messages(bool loops) {
-  const std::lock_guard lock(state_->mutex);
-  state_->loops = loops;
+  state_->set(&bus_parts::State::loops, loops);
 }
 
 void FakeBus::overlap_deliveries(bool overlap) {
-  const std::lock_guard lock(state_->mutex);
-  state_->overlaps = overlap;
+  state_->set(&bus_parts::State::overlaps, overlap);
 }
 
 void FakeBus::announce_listeners(bool announces) {
-  const std::lock_guard lock(state_->mutex);
-  state_->announces = announces;
+  state_->set(&bus_parts::State::announces, announces);
 }
 
 void FakeBus::wait_idle() {
@@ -166,8 +153,7 @@ void FakeBus::wait_idle() {
 }
 
 void FakeBus::set_hook(std::function<void(const std::string& call)> hook) {
-  const std::lock_guard lock(state_->mutex);
-  state_->hook = std::move(hook);
+  state_->set(&bus_parts::State::hook, std::move(hook));
 }
 
 std::optional<BusFields> FakeBus::deliver(const std::string& channel, const BusFields& fields) {

@@ -9,6 +9,8 @@
 #include <variant>
 #include <vector>
 
+#include "frame/msgbus/IBusMessage.h"
+
 namespace support {
 
 /// One field of a bus message: {"module", "push"} or {"topic", 1}.
@@ -41,6 +43,17 @@ inline const std::int64_t* find_number(const BusFields& fields, std::string_view
     if (field->key == key) return std::get_if<std::int64_t>(&field->value);
   }
   return nullptr;
+}
+
+/// Writes them into a message, in order.
+inline void write(const BusFields& fields, IBusMessage& message) {
+  for (const BusField& field : fields) {
+    if (const auto* const text = std::get_if<std::string>(&field.value)) {
+      message.SetString(field.key.c_str(), text->c_str());
+    } else {
+      message.SetInt(field.key.c_str(), std::get<std::int64_t>(field.value));
+    }
+  }
 }
 
 /// For a test's messages: {"module", "push"} and {"topic", 1}.

@@ -172,6 +172,12 @@ struct State {
               const std::shared_ptr<Exchange>& exchange, bool on_this_thread);
   void tell(Tell operation, const Listener& listener, bool on_this_thread);
 
+  template <class Setting, class Value>
+  void set(Setting State::*setting, Value value) {
+    const std::lock_guard lock(mutex);
+    this->*setting = std::move(value);
+  }
+
   // With it.
   Message* make_message(const std::string& channel, const std::shared_ptr<Exchange>& exchange,
                         const BusFields& fields);

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <functional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "frame/msgbus/IBusChannel.h"
@@ -27,13 +25,7 @@ class BusTest : public testing::Test {
   /// A message with these fields, made without a trace.
   cloud::comm::bus_message make(const Fields& fields) {
     cloud::comm::bus_message message = cloud::comm::create_message(*bus.bus());
-    for (const support::BusField& field : fields) {
-      if (const auto* const number = std::get_if<std::int64_t>(&field.value)) {
-        message->SetInt(field.key.c_str(), *number);
-      } else {
-        message->SetString(field.key.c_str(), std::get<std::string>(field.value).c_str());
-      }
-    }
+    support::write(fields, *message);
     return message;
   }
 

@@ -62,6 +62,13 @@ class Sending : public BusTest {
     EXPECT_EQ(bus.calls(), (Calls{"GetChannel " + channel, "CreateMessage", "Send " + channel}));
   }
 
+  void expect_nothing_published(std::uint32_t reason) {
+    EXPECT_EQ(cloud::comm::notify_push_event({}), reason);
+    EXPECT_EQ(cloud::comm::notify_push_command({}), reason);
+    cloud::comm::notify_push_server_up();
+    EXPECT_TRUE(bus.sent().empty());
+  }
+
   std::atomic<int> heard = 0;
 };
 
@@ -105,27 +112,19 @@ TEST_F(Sending, SendsACompletionWithoutWaiting) {
 
 TEST_F(Sending, TellsThatThereIsNoChannelToPublishOn) {
   bus.refuse_channels();
-  EXPECT_EQ(cloud::comm::notify_push_event({}), 2250u);
-  EXPECT_EQ(cloud::comm::notify_push_command({}), 2250u);
-  cloud::comm::notify_push_server_up();
+  expect_nothing_published(2250);
   EXPECT_EQ(bus.count("CreateMessage"), 0u);
-  EXPECT_TRUE(bus.sent().empty());
 }
 
 TEST_F(Sending, TellsThatThereIsNoBusToPublishOn) {
   bus.unload();
-  EXPECT_EQ(cloud::comm::notify_push_event({}), 2250u);
-  EXPECT_EQ(cloud::comm::notify_push_command({}), 2250u);
-  cloud::comm::notify_push_server_up();
+  expect_nothing_published(2250);
   EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(Sending, TellsThatThereIsNoMessageToPublish) {
   bus.refuse_messages();
-  EXPECT_EQ(cloud::comm::notify_push_event({}), 31u);
-  EXPECT_EQ(cloud::comm::notify_push_command({}), 31u);
-  cloud::comm::notify_push_server_up();
-  EXPECT_TRUE(bus.sent().empty());
+  expect_nothing_published(31);
 }
 
 TEST_F(Sending, DropsActionsInSilenceWithoutAChannel) {
