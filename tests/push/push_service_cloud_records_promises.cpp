@@ -28,6 +28,13 @@ class PushCloudRecords : public support::PushServiceTest {
     forget();
   }
 
+  void TearDown() override {
+    listings.let_go();
+    PushServiceTest::TearDown();
+  }
+
+  /// They would bring commands anew, write to the log, and look at tables that a refusal changes.
+  support::HeldListings listings{requests};
   PushReceiver receiver;
   PushReceiver other;
 };
@@ -57,7 +64,6 @@ TEST_F(PushCloudRecords, CommandsOfAnApplicationGoUnderTheSameTopic) {
 
 TEST_F(PushCloudRecords, OtherFunctionOfTheCallbacksDoesNothing) {
   go_online();
-  const support::HeldListings held(requests);
   want_events("app", receiver);
   want_commands("app", receiver);
   log.clear();
@@ -185,7 +191,6 @@ TEST_F(PushCloudRecords, FirstApplicationOfAllIsToldOnceForCommandsToo) {
 
 TEST_F(PushCloudRecords, OutcomeIsSaidWhateverItIs) {
   go_online();
-  const support::HeldListings held(requests);
   want_events("app", receiver);
   EXPECT_EQ(times_said(16, L"register to push err: 0"), 1u);
   client.set_register_result(4294967295);
@@ -198,7 +203,6 @@ TEST_F(PushCloudRecords, OutcomeIsSaidWhateverItIs) {
 
 TEST_F(PushCloudRecords, RefusalIsTheResultAndTheApplicationIsGone) {
   go_online();
-  const support::HeldListings held(requests);
   client.set_register_result(77);
   EXPECT_EQ(want_events("app", receiver), 77u);
   EXPECT_EQ(want_commands("app2", receiver), 77u);
@@ -215,7 +219,6 @@ TEST_F(PushCloudRecords, RefusalIsTheResultAndTheApplicationIsGone) {
 
 TEST_F(PushCloudRecords, RefusalOfCommandsLeavesTheEventsOfOthersAlone) {
   go_online();
-  const support::HeldListings held(requests);
   want_events("app", receiver);
   client.set_register_result(77);
   EXPECT_EQ(want_commands("app2", receiver), 77u);
@@ -234,7 +237,6 @@ TEST_F(PushCloudRecords, RefusalOfEventsLeavesTheCommandsOfTheApplicationAlone) 
 
 TEST_F(PushCloudRecords, RefusalTakesThoseAlongWhoCameMeanwhile) {
   go_online();
-  const support::HeldListings held(requests);
   PushReceiver third;
   client.register_by([&](const PushRegistration&) {
     EXPECT_EQ(want_events("app", other), 0u);

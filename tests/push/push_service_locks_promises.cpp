@@ -188,11 +188,10 @@ TEST_F(PushLocks, RefusedApplicationLeavesItsTableWithoutWaitingForTheLock) {
 TEST_F(PushLocks, RegistrationTellsTheCloudUnderNoLock) {
   take_probe_away();
   network_up();
+  const HeldListings held(requests);
   const HoldUp hold;
   client.register_by([=](const PushRegistration& registration) {
-    if (registration.source_app_id == "slow") {
-      hold.stop_here();
-    }
+    if (registration.source_app_id == "slow") hold.stop_here();
     return 0u;
   });
   const Attempt registration([this] { want_commands("slow", receiver); });

@@ -5,10 +5,11 @@
 
 namespace support {
 
-/// Keeps requests from getting an answer for as long as it lives, and so the worker from the tables
-/// and the log. A test in which the cloud refuses commands needs that: they leave their table
-/// without its lock, as is meant, and no listing may look there meanwhile. Made before the first
-/// listing is asked for.
+/// Keeps requests from getting an answer for as long as it lives, and with them the worker that
+/// waits for a listing: it would replay what a test has just pushed, and write to the log. Where
+/// the cloud refuses commands it is needed all the more: they leave their table without its lock,
+/// as is meant, and no listing may look there meanwhile. Made before the first listing is asked
+/// for.
 class HeldListings {
  public:
   explicit HeldListings(ScriptedConnectRequests& requests) {
