@@ -10,14 +10,11 @@
 
 #include "devkit/common/os.h"
 #include "devkit/common/text.h"
+#include "devkit/common/windows_handles.h"
 
 namespace devkit::os {
 
 namespace {
-
-[[noreturn]] void fail(const std::string& what) {
-  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
-}
 
 std::filesystem::path module_name(HMODULE module) {
   std::wstring name(32767, L'\0');
@@ -25,30 +22,6 @@ std::filesystem::path module_name(HMODULE module) {
   if (length == 0) fail("GetModuleFileName");
   name.resize(length);
   return name;
-}
-
-/// One argument in the form that the C runtime of the child takes apart again.
-std::wstring quoted(const std::wstring& argument) {
-  std::wstring text = L"\"";
-  std::size_t backslashes = 0;
-  for (const wchar_t character : argument) {
-    if (character == L'\\') {
-      ++backslashes;
-      continue;
-    }
-    text.append(character == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
-    text += character;
-    backslashes = 0;
-  }
-  text.append(2 * backslashes, L'\\');
-  return text + L"\"";
-}
-
-HANDLE as_handle(std::intptr_t value) {
-  return reinterpret_cast<HANDLE>(value);
-}
-std::intptr_t as_number(HANDLE handle) {
-  return reinterpret_cast<std::intptr_t>(handle);
 }
 
 HANDLE interrupted = nullptr;
@@ -59,6 +32,10 @@ BOOL WINAPI on_control(DWORD) {
 }
 
 }  // namespace
+
+void fail(const std::string& what) {
+  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+}
 
 std::filesystem::path program() {
   return module_name(nullptr);
@@ -218,109 +195,6 @@ void* Library::address(const char* name) const {
   if (found == nullptr)
     throw std::runtime_error(std::string("the library lacks the function ") + name);
   return reinterpret_cast<void*>(found);
-}
-
-Process::Process(const std::filesystem::path& program, const std::vector<std::string>& arguments,
-                 Input kind) {
-  SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
-  HANDLE output = nullptr;
-  HANDLE input = nullptr;
-  if (!CreatePipe(&output, &input, &inheritable, 0)) fail("CreatePipe");
-  SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
-  output_ = as_number(output);
-  HANDLE childs_input = nullptr;
-  HANDLE our_end = nullptr;
-  if (kind == Input::piped) {
-    if (!CreatePipe(&childs_input, &our_end, &inheritable, 0)) {
-      const DWORD error = GetLastError();
-      CloseHandle(input);
-      close_output();
-      SetLastError(error);
-      fail("CreatePipe");
-    }
-    SetHandleInformation(our_end, HANDLE_FLAG_INHERIT, 0);
-    input_ = as_number(our_end);
-  }
-
-  std::wstring line = quoted(program.wstring());
-  for (const std::string& argument : arguments) line += L" " + quoted(to_wide(argument));
-
-  STARTUPINFOW start = {};
-  start.cb = sizeof start;
-  start.dwFlags = STARTF_USESTDHANDLES;
-  start.hStdInput = childs_input != nullptr ? childs_input : GetStdHandle(STD_INPUT_HANDLE);
-  start.hStdOutput = input;
-  start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-  PROCESS_INFORMATION child = {};
-  const BOOL started = CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0,
-                                      nullptr, nullptr, &start, &child);
-  const DWORD error = GetLastError();
-  CloseHandle(input);
-  if (childs_input != nullptr) CloseHandle(childs_input);
-  if (!started) {
-    close_input();
-    close_output();
-    SetLastError(error);
-    fail("could not start " + to_utf8(program.wstring()));
-  }
-  CloseHandle(child.hThread);
-  handle_ = as_number(child.hProcess);
-  id_ = child.dwProcessId;
-}
-
-Process::~Process() {
-  stop();
-  CloseHandle(as_handle(handle_));
-  close_input();
-  close_output();
-}
-
-std::size_t Process::read_some(char* buffer, std::size_t size) {
-  DWORD count = 0;
-  if (ReadFile(as_handle(output_), buffer, static_cast<DWORD>(size), &count, nullptr)) return count;
-  if (GetLastError() == ERROR_BROKEN_PIPE) return 0;
-  fail("ReadFile");
-}
-
-bool Process::write_all(std::string_view text) {
-  DWORD count = 0;
-  while (!text.empty()) {
-    if (!WriteFile(as_handle(input_), text.data(), static_cast<DWORD>(text.size()), &count,
-                   nullptr)) {
-      return false;
-    }
-    text.remove_prefix(count);
-  }
-  return true;
-}
-
-void Process::close_input() noexcept {
-  if (input_ != -1) CloseHandle(as_handle(input_));
-  input_ = -1;
-}
-
-void Process::close_output() noexcept {
-  CloseHandle(as_handle(output_));
-}
-
-void Process::stop() {
-  if (exit_code_) return;
-  TerminateProcess(as_handle(handle_), 1);
-  wait();
-}
-
-// What ends a process here leaves it no say anyway.
-void Process::kill() {
-  stop();
-}
-
-int Process::wait() {
-  if (exit_code_) return *exit_code_;
-  DWORD code = 0;
-  WaitForSingleObject(as_handle(handle_), INFINITE);
-  if (!GetExitCodeProcess(as_handle(handle_), &code)) fail("GetExitCodeProcess");
-  exit_code_ = static_cast<int>(code);
-  return *exit_code_;
 }
 
 Interrupt::Interrupt() {
