@@ -69,8 +69,11 @@ int show(const Command& command, const json& answer) {
     return exit_code::ok;
   }
   std::string line = in_words(answer.at("streams"));
-  if (answer.contains("command_id"))
-    line += "; it is command " + answer["command_id"].get<std::string>();
+  if (answer.contains("command_id")) {
+    const std::string id = answer["command_id"];
+    line += id.empty() ? "; it is a command without an identifier, which isn't kept"
+                       : "; it is command " + id;
+  }
   print_line(line);
   return exit_code::ok;
 }
@@ -91,11 +94,15 @@ void add_push(CLI::App& app, Command& command) {
   CLI::App* const a_command =
       add(*push, command, options, "command", "A command, kept until an application completes it");
   add_name_and_params(*a_command, *options);
-  a_command->add_option("--id", options->id, "Its identifier; none: a new one")
-      ->envname("SPLICE_COMMAND_ID");
-  a_command->callback([&command, options] {
+  const CLI::Option* const id =
+      a_command
+          ->add_option("--id", options->id,
+                       "Its identifier (default: a new one); an empty one: the command has none, "
+                       "and isn't kept")
+          ->envname("SPLICE_COMMAND_ID");
+  a_command->callback([&command, options, id] {
     json request = push_json(*options, "command");
-    if (!options->id.empty()) request["command_id"] = options->id;
+    if (id->count() != 0) request["command_id"] = options->id;
     command.run = [&command, request] {
       return show(command, CloudAdmin(command.cloud).push(request));
     };

@@ -1,3 +1,5 @@
+#include <set>
+
 #include "devkit/cloud/CloudAdmin.h"
 #include "devkit/splicectl/exit_codes.h"
 #include "system/command_line.h"
@@ -40,6 +42,30 @@ TEST_F(PushCommandLine, SendsACommandAndShowsWhatBecameOfIt) {
   EXPECT_EQ(json::parse(call({"cloud", "commands", "--json"}).output).at(0)["command_id"], "one");
   EXPECT_NE(call({"cloud", "commands", "--text"}).output.find("one  Mail  scan {}  waits"),
             std::string::npos);
+}
+
+TEST_F(PushCommandLine, SendsACommandWithoutAnIdentifierIfAnEmptyOneIsGiven) {
+  PushListener listener;
+  Client client(cloud_.address());
+  ASSERT_EQ(listen(client, listener, "Mail"), 0u);
+  const Ended ended = call({"push", "command", "--app", "Mail", "--json", "scan", "--id", ""});
+  EXPECT_EQ(ended.code, exit_code::ok);
+  EXPECT_EQ(json::parse(ended.output), json({{"streams", 1}, {"command_id", ""}}));
+  ASSERT_TRUE(listener.hears(1));
+  EXPECT_EQ(listener.fields()[0]["event_params"]["command_id"], "");
+  EXPECT_EQ(json::parse(call({"cloud", "commands", "--json"}).output), json::array());
+  EXPECT_NE(call({"push", "command", "--text", "scan", "--id", ""}).output.find("without an ident"),
+            std::string::npos);
+}
+
+TEST_F(PushCommandLine, GivesACommandANewIdentifierIfNoneIsNamed) {
+  const Variable none("SPLICE_COMMAND_ID", "");
+  std::set<std::string> ids;
+  for (int i = 0; i < 2; ++i) {
+    ids.insert(json::parse(call({"push", "command", "--json", "scan"}).output).at("command_id"));
+  }
+  EXPECT_EQ(ids.size(), 2u);
+  EXPECT_EQ(ids.count(""), 0u);
 }
 
 TEST_F(PushCommandLine, SendsATextAsItIsAndShowsWhoListens) {
