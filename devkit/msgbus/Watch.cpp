@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "devkit/common/Pending.h"
 #include "devkit/common/os.h"
 #include "devkit/msgbus/MqttClient.h"
 #include "devkit/msgbus/PresenceNote.h"
@@ -20,8 +21,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Kind = Sighting::Kind;
 
-/// How many requests are kept in mind, for a reply that may never come.
-constexpr std::size_t most_requests = 10'000;
 constexpr std::chrono::milliseconds usual_tick{1000};
 constexpr const char* sync = "sync";
 
@@ -112,8 +111,7 @@ class Watch::Impl final : private MqttHandler {
       describe(sighting);
       // Each process numbers its requests for itself.
       sighting.correlation = *asker + "/" + message.correlation;
-      if (requests_.size() >= most_requests) requests_.erase(requests_.begin());
-      requests_[sighting.correlation] = {channel, Clock::now()};
+      requests_.put(sighting.correlation, {channel, Clock::now()});
     }
     seen_(sighting);
   }
@@ -127,11 +125,10 @@ class Watch::Impl final : private MqttHandler {
     sighting.process = asker;
     describe(sighting);
     sighting.correlation = asker + "/" + message.correlation;
-    if (const auto request = requests_.find(sighting.correlation); request != requests_.end()) {
-      sighting.channel = request->second.channel;
-      sighting.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(
-          Clock::now() - request->second.seen_at);
-      requests_.erase(request);
+    if (const auto request = requests_.take(sighting.correlation)) {
+      sighting.channel = request->channel;
+      sighting.elapsed =
+          std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - request->seen_at);
     }
     seen_(sighting);
   }
@@ -206,7 +203,7 @@ class Watch::Impl final : private MqttHandler {
   std::map<std::string, PresenceNote> processes_;
   std::set<std::string> doubtful_;              ///< known before the broker went away
   std::optional<Clock::time_point> grace_end_;  ///< of those
-  std::map<std::string, Request> requests_;
+  Pending<Request> requests_;
   MqttClient client_;
 };
 

@@ -116,7 +116,7 @@ std::string SightingLines::line(const Sighting& sighting) {
       if (sighting.elapsed)
         std::snprintf(time, sizeof time, "  after %.2f ms", milliseconds(*sighting.elapsed));
       const std::string number = number_of(sighting.correlation);
-      numbers_.erase(sighting.correlation);
+      numbers_.take(sighting.correlation);
       return "! " +
              (sighting.channel.empty() ? std::string("a request from before") : sighting.channel) +
              "  " + number + time + "  " + text_of(sighting.fields);
@@ -138,9 +138,8 @@ std::string SightingLines::line(const Sighting& sighting) {
 }
 
 std::string SightingLines::number_of(const std::string& correlation) {
-  const auto [entry, is_new] = numbers_.try_emplace(correlation, last_number_ + 1);
-  if (is_new) ++last_number_;
-  return "#" + std::to_string(entry->second);
+  if (numbers_.find(correlation) == nullptr) numbers_.put(correlation, ++last_number_);
+  return "#" + std::to_string(*numbers_.find(correlation));
 }
 
 }  // namespace devkit

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "devkit/common/Pending.h"
 #include "devkit/msgbus/Watch.h"
 
 namespace devkit {
@@ -20,7 +20,8 @@ class SightingLines {
  private:
   std::string number_of(const std::string& correlation);
 
-  std::map<std::string, std::uint64_t> numbers_;  ///< of requests without a reply so far
+  /// Of requests without a reply so far.
+  Pending<std::uint64_t> numbers_;
   std::uint64_t last_number_ = 0;
 };
 
