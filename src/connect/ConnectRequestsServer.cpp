@@ -11,6 +11,7 @@
 #include "frame/logger_stream.h"
 #include "frame/msgbus/IBusChannel.h"
 #include "frame/msgbus/IBusCore.h"
+#include "frame/shield_caller.h"
 #include "frame/trace_scope.h"
 #include "push/comm/bus_channel.h"
 #include "push/comm/bus_message.h"
@@ -143,11 +144,8 @@ void ConnectRequestsServer::let_go() noexcept {
 void ConnectRequestsServer::on_message(IBusMessage* message, void* context) {
   if (!has(*message, "module", "connect_requests")) return;
   if (!has(*message, "method", "resolve_request")) return;
-  try {
-    static_cast<ConnectRequestsServer*>(context)->on_request(*message);
-  } catch (const std::bad_alloc&) {
-    // No reply, then: the bus couldn't bear an exception, and whoever asked doesn't wait for ever.
-  }
+  // No reply, then, without memory: whoever asked doesn't wait for ever.
+  shield_caller([&] { static_cast<ConnectRequestsServer*>(context)->on_request(*message); });
 }
 
 void ConnectRequestsServer::on_request(IBusMessage& message) {

@@ -12,6 +12,7 @@
 #include "frame/host_paths.h"
 #include "frame/load_exported_plugin.h"
 #include "frame/logger_stream.h"
+#include "frame/shield_caller.h"
 #include "frame/trace_scope.h"
 #include "platform/library.h"
 
@@ -243,16 +244,24 @@ void connect_integrator_plugin::initialize_connect_source() {
 }
 
 void connect_integrator_plugin::OnUserInfoChanged() {
-  const wchar_t* const scope = L"connect_integrator_plugin::OnUserInfoChanged";
-  const trace_scope trace(scope);
+  const trace_scope trace(L"connect_integrator_plugin::OnUserInfoChanged");
   const std::lock_guard guard(identity_lock);
+  if (shield_caller([&] { learn_user(); })) return;
+  // Nobody is known, and nobody was: the next news are to reach the push service in any case, which
+  // may have heard half of these.
+  identity_known = false;
+  connect_source = {};
+}
+
+void connect_integrator_plugin::learn_user() {
   const auto source = get_connect_source();
   // What is stored stays after a failure; it is just not handed out any more.
   identity_known = source.has_value();
   if (!identity_known) return;
   // The same as before a failure, too: the push service still has it, and isn't told again.
   if (is_same(source.value(), connect_source)) {
-    LOG_LINE(logging::progress, scope) << L"Same connect source";
+    LOG_LINE(logging::progress, L"connect_integrator_plugin::OnUserInfoChanged")
+        << L"Same connect source";
     return;
   }
   adopt(source.value());
@@ -264,7 +273,9 @@ void connect_integrator_plugin::adopt(const cloud::connect_source& source) {
 }
 
 void connect_integrator_plugin::on_new_listener(void*, const char* channel, const char* listener) {
-  if (is_user_service(channel, listener)) submit_initialize_connect_source();
+  if (!is_user_service(channel, listener)) return;
+  // Without memory nobody asks the agent, whose own news are still to come.
+  shield_caller([&] { submit_initialize_connect_source(); });
 }
 
 std::uint32_t connect_integrator_plugin::GetAuthData(auth_data& data) {

@@ -74,6 +74,8 @@ class connect_integrator_plugin final : public IConnectIntegrator,
   void submit_initialize_connect_source();
   /// On the worker.
   void initialize_connect_source();
+  /// Asks the agent, whose user is another now. Under the identity lock.
+  void learn_user();
   /// Another user: stores and passes on. Under the identity lock.
   void adopt(const cloud::connect_source& source);
 

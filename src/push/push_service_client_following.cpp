@@ -6,6 +6,7 @@
 
 #include "frame/get_msgbus.h"
 #include "frame/logger_stream.h"
+#include "frame/shield_caller.h"
 #include "push/comm/bus_channel.h"
 #include "push/comm/sending.h"
 #include "push/push_service_client.h"
@@ -60,7 +61,8 @@ void push_service_client::on_new_listener(void*, const char* channel, const char
   LOG_LINE(logging::progress, L"cloud::push::push_service_client::on_new_listener")
       << L"Push server is up";
   server_up_.exchange(1);
-  refresh_listeners();
+  // What isn't registered for want of memory is when the server comes the next time.
+  shield_caller([&] { refresh_listeners(); });
 }
 
 void push_service_client::on_listener_removed(void*, const char* channel, const char* listener) {

@@ -1,13 +1,13 @@
 // What comes in from the cloud: events, commands, listings; and what became of commands.
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "_base/win_error.h"
 #include "_base/zvjson/parsed_text.h"
 #include "_base/zvjson/zvjson.h"
 #include "frame/logger_stream.h"
+#include "frame/shield_caller.h"
 #include "push/push_gate.h"
 #include "push/push_service.h"
 
@@ -65,12 +65,9 @@ void push_service::push_event(const cirrel_response* response, void* context) {
   if (context == nullptr || response == nullptr || response->text == nullptr) return;
   const push_gate::visit visit(context);
   if (!visit) return;
-  try {
-    static_cast<push_service*>(context)->deliver(*response);
-  } catch (const std::bad_alloc&) {
-    // Lost, as if it had never arrived: the library couldn't bear an exception, and a command comes
-    // back with the next listing.
-  }
+  // Without memory it is lost, as if it had never arrived; a command comes back with the next
+  // listing.
+  shield_caller([&] { static_cast<push_service*>(context)->deliver(*response); });
 }
 
 void push_service::deliver(const cirrel_response& response) {

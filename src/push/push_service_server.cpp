@@ -7,6 +7,7 @@
 #include "frame/get_msgbus.h"
 #include "frame/get_plugin.h"
 #include "frame/logger_stream.h"
+#include "frame/shield_caller.h"
 #include "frame/trace_scope.h"
 #include "push/comm/bus_channel.h"
 #include "push/comm/sending.h"
@@ -28,6 +29,14 @@ push_service_server* begin(const Action& request, Action& response, void* contex
   response.source = request.source;
   response.dest = request.dest;
   return static_cast<push_service_server*>(context);
+}
+
+/// A registration that memory wasn't enough for has failed like any other, and mustn't be counted.
+template <class Register>
+std::uint32_t error_of(Register call) {
+  std::uint32_t error = win_error::out_of_memory;
+  shield_caller([&] { error = call(); });
+  return error;
 }
 
 void log_count(const wchar_t* scope, std::int32_t topic, std::uint32_t count) {
@@ -121,7 +130,8 @@ void push_service_server::on_new_listener(void*, const char* channel, const char
   if (channel == nullptr || listener == nullptr) return;
   if (std::strcmp(channel, cloud::comm::events_channel) == 0 &&
       std::strcmp(listener, cloud::comm::client_listener) == 0) {
-    cloud::comm::notify_push_server_up();
+    // Without memory the client isn't told, and waits for the server's next start.
+    shield_caller(cloud::comm::notify_push_server_up);
   }
 }
 
@@ -192,8 +202,9 @@ std::uint32_t push_service_server::register_for_events(const connect_source& sou
   const std::string app_id = source.app_id.c_str();
   if (is_app_id_registered_for_topic(app_id, cloud::push_topic::events)) return win_error::success;
 
-  const std::uint32_t error =
-      push_service->register_push_events_callback(forward_event, this, source, dest);
+  const std::uint32_t error = error_of([&] {
+    return push_service->register_push_events_callback(forward_event, this, source, dest);
+  });
   if (error != win_error::success) {
     should_unregister_app_id_from_topic(app_id, cloud::push_topic::events, register_scope);
   }
@@ -209,8 +220,9 @@ std::uint32_t push_service_server::register_for_commands(const connect_source& s
     push_service->send_offline_commands(source, forward_command, this);
     return win_error::success;
   }
-  const std::uint32_t error =
-      push_service->register_push_commands_callback(forward_command, this, source, dest);
+  const std::uint32_t error = error_of([&] {
+    return push_service->register_push_commands_callback(forward_command, this, source, dest);
+  });
   if (error != win_error::success) {
     should_unregister_app_id_from_topic(app_id, cloud::push_topic::commands, register_scope);
   }

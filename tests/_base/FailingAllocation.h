@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 /// Makes one allocation of the calling thread fail. It replaces the program's operator new, so it
 /// is included by one source of a program.
@@ -16,6 +17,19 @@ inline void* allocate(std::size_t size) noexcept {
   if (successes_left != never && successes_left-- == 0) return nullptr;
   return std::malloc(size != 0 ? size : 1);
 }
+
+/// What the thread asks for during the object's life doesn't count, and doesn't fail: it stands for
+/// what takes its memory from elsewhere.
+class Pause {
+ public:
+  Pause() = default;
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+  ~Pause() { successes_left = left_; }
+
+ private:
+  const long left_ = std::exchange(successes_left, never);
+};
 
 /// Calls `call`, whose allocation number `index` fails. False if it made no more than `index`.
 template <class Call>

@@ -50,21 +50,16 @@ class UnfailingSeam final : public platform::Seam {
   std::optional<std::int64_t> ticks() noexcept override { return behind_.ticks(); }
   std::optional<std::uint32_t> milliseconds() noexcept override { return behind_.milliseconds(); }
   std::optional<std::wstring> own_module_name(std::uint32_t& error) noexcept override {
-    const Pause pause;
+    const failing_allocation::Pause pause;
     return behind_.own_module_name(error);
   }
   std::optional<std::wstring> executable_name(std::uint32_t& error) noexcept override {
-    const Pause pause;
+    const failing_allocation::Pause pause;
     return behind_.executable_name(error);
   }
   std::optional<bool> elevated() noexcept override { return behind_.elevated(); }
 
  private:
-  struct Pause {
-    const long left = std::exchange(failing_allocation::successes_left, failing_allocation::never);
-    ~Pause() { failing_allocation::successes_left = left; }
-  };
-
   platform::Seam& behind_;
   std::atomic<long> watchers_ = failing_allocation::never;
 };

@@ -27,10 +27,8 @@ class Names final : public platform::Seam {
   ~Names() override { platform::set_seam(nullptr); }
 
   std::optional<std::wstring> own_module_name(std::uint32_t&) noexcept override {
-    const long left = std::exchange(failing_allocation::successes_left, failing_allocation::never);
-    std::optional<std::wstring> name = own_module_;
-    failing_allocation::successes_left = left;
-    return name;
+    const failing_allocation::Pause pause;
+    return own_module_;
   }
 
  private:

@@ -156,6 +156,12 @@ void FakeBus::set_hook(std::function<void(const std::string& call)> hook) {
   state_->set(&bus_parts::State::hook, std::move(hook));
 }
 
+void FakeBus::surround_callbacks(
+    std::function<void(const std::function<void()>& callback)> surrounding) {
+  const std::lock_guard lock(state_->mutex);
+  state_->surrounding = std::move(surrounding);
+}
+
 std::optional<BusFields> FakeBus::deliver(const std::string& channel, const BusFields& fields) {
   const auto exchange = std::make_shared<bus_parts::Exchange>();
   state_->spread(channel, fields, exchange, true);

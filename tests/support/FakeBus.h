@@ -110,6 +110,10 @@ class FakeBus final : public msgbus::Backend {
   /// Runs within every recorded call from now on, on its thread, before the call has any effect.
   void set_hook(std::function<void(const std::string& call)> hook);
 
+  /// From now on each subscription's callback runs in this, on its thread; it is to call what it
+  /// gets, once.
+  void surround_callbacks(std::function<void(const std::function<void()>& callback)> surrounding);
+
   /// A message arrives: in the callback of each subscription of the channel, one after the other,
   /// on this thread. Gives the first reply that was set, every write to it in order.
   std::optional<BusFields> deliver(const std::string& channel, const BusFields& fields);

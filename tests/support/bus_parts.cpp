@@ -132,12 +132,20 @@ State::~State() {
 void Subscription::arrive(Message* message) {
   bus_callback callback = nullptr;
   void* context = nullptr;
+  std::function<void(const std::function<void()>&)> surrounding;
   {
     const std::lock_guard lock(state_.mutex);
     callback = callback_;
     context = context_;
+    surrounding = state_.surrounding;
   }
-  if (callback != nullptr) callback(message, context);
+  if (callback == nullptr) return;
+  const auto call = [&] { callback(message, context); };
+  if (surrounding) {
+    surrounding(call);
+  } else {
+    call();
+  }
 }
 
 IBusChannel* Subscription::GetChannel() {

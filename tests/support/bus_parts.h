@@ -200,6 +200,7 @@ struct State {
   BusAnswer answer{0, BusFields{{"err", 0}}};
   std::function<BusAnswer(const SentMessage&)> answer_function;
   std::function<void(const std::string&)> hook;
+  std::function<void(const std::function<void()>&)> surrounding;
   std::map<Listener, bool> listening;
 
   std::vector<std::string> calls;

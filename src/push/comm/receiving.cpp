@@ -6,6 +6,7 @@
 
 #include "frame/logger_stream.h"
 #include "frame/msgbus/IBusChannel.h"
+#include "frame/shield_caller.h"
 #include "push/comm/answering.h"
 #include "push/comm/bus_channel.h"
 #include "push/comm/bus_subscription.h"
@@ -29,23 +30,32 @@ const detail::handle_impl<F>& handle_of(void* context) {
   return *static_cast<const detail::handle_impl<F>*>(context);
 }
 
+// The bus calls these. What comes while there is no memory for it is lost; an action then has no
+// reply, and its sender doesn't wait for ever.
+
 template <class Record, class F>
 void receive(IBusMessage* message, void* context) {
-  Record record;
-  if (parse(*message, record)) handle_of<F>(context)(std::as_const(record));
+  shield_caller([&] {
+    Record record;
+    if (parse(*message, record)) handle_of<F>(context)(std::as_const(record));
+  });
 }
 
 void receive_management_event(IBusMessage* message, void* context) {
-  if (is_push_server_up(*message)) handle_of<management_receiver>(context)();
+  shield_caller([&] {
+    if (is_push_server_up(*message)) handle_of<management_receiver>(context)();
+  });
 }
 
 template <class Action, class F>
 void receive_action(IBusMessage* message, void* context) {
-  Action request;
-  Action response;
-  if (!parse(*message, request)) return;
-  const int err = handle_of<F>(context)(request, response);
-  answer(*message, response.module, method_of<Action>, err, response.source, response.dest);
+  shield_caller([&] {
+    Action request;
+    Action response;
+    if (!parse(*message, request)) return;
+    const int err = handle_of<F>(context)(request, response);
+    answer(*message, response.module, method_of<Action>, err, response.source, response.dest);
+  });
 }
 
 template <class F>
