@@ -58,14 +58,22 @@ BusFields fields_of(std::string_view bytes) {
   return fields;
 }
 
+/// The last write of a key decides, and what kind of value it has as well.
+const std::string* held_text(const BusFields& fields, std::string_view key) {
+  for (auto field = fields.rbegin(); field != fields.rend(); ++field) {
+    if (field->key == key) return std::get_if<std::string>(&field->value);
+  }
+  return nullptr;
+}
+
 bool is_named(const BusFields& fields, std::string_view method) {
-  const std::string* const module = support::find_text(fields, "module");
-  const std::string* const name = support::find_text(fields, "method");
+  const std::string* const module = held_text(fields, "module");
+  const std::string* const name = held_text(fields, "method");
   return module != nullptr && *module == "push" && name != nullptr && *name == method;
 }
 
 bool holds(const BusFields& fields, const char* key, std::string_view value) {
-  const std::string* const held = support::find_text(fields, key);
+  const std::string* const held = held_text(fields, key);
   return held != nullptr ? *held == value : value.empty();
 }
 
@@ -148,7 +156,7 @@ class Listeners {
 
 cloud::comm::bus_message message_of(support::FakeBus& bus, const BusFields& fields) {
   cloud::comm::bus_message message = cloud::comm::create_message(*bus.bus());
-  support::write(fields, *message);
+  support::write_fields(*message, fields);
   return message;
 }
 
@@ -194,7 +202,7 @@ void receive(support::FakeBus& bus, const BusFields& fields) {
   require(reply.size() == 9 && *support::find_number(reply, "err") == result);
   for (const char* const key : {"method", "source_app_id", "source_device_id", "source_token",
                                 "dest_app_id", "dest_device_id"}) {
-    const std::string* const asked = support::find_text(fields, key);
+    const std::string* const asked = held_text(fields, key);
     require(holds(reply, key, asked != nullptr ? *asked : std::string()));
   }
 }

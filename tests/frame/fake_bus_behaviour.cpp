@@ -29,7 +29,7 @@ constexpr const char* actions = "connect.actions";
 
 IBusMessage* make_message(IBus* bus, const BusFields& fields) {
   IBusMessage* const message = bus->Core()->CreateMessage(0);
-  support::write(fields, *message);
+  support::write_fields(*message, fields);
   return message;
 }
 

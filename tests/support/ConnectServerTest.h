@@ -37,7 +37,16 @@ class ConnectServerTest : public testing::Test {
     host.add_plugin(L"connect_integrator", static_cast<IConnectRequests*>(&requests));
     plugin.reset(new cloud::connect::ConnectRequestsServer());
   }
-  ~ConnectServerTest() override { plugin.reset(); }
+  /// Nothing may be left with the bus or the host.
+  void TearDown() override {
+    plugin.reset();
+    expect_empty_handed();
+    EXPECT_EQ(bus.messages_alive(), 0u);
+  }
+  void expect_empty_handed() {
+    EXPECT_EQ(bus.subscriptions_alive(channel), 0u);
+    EXPECT_EQ(host.plugins_out(L"connect_integrator"), 0);
+  }
 
   std::uint32_t init() { return plugin->Init(&host); }
 

@@ -45,8 +45,8 @@ inline const std::int64_t* find_number(const BusFields& fields, std::string_view
   return nullptr;
 }
 
-/// Writes them into a message, in order.
-inline void write(const BusFields& fields, IBusMessage& message) {
+/// Writes them in their order.
+inline void write_fields(IBusMessage& message, const BusFields& fields) {
   for (const BusField& field : fields) {
     if (const auto* const text = std::get_if<std::string>(&field.value)) {
       message.SetString(field.key.c_str(), text->c_str());

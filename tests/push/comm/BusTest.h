@@ -25,7 +25,7 @@ class BusTest : public testing::Test {
   /// A message with these fields, made without a trace.
   cloud::comm::bus_message make(const Fields& fields) {
     cloud::comm::bus_message message = cloud::comm::create_message(*bus.bus());
-    support::write(fields, *message);
+    support::write_fields(*message, fields);
     return message;
   }
 
