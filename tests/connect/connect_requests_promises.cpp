@@ -2,89 +2,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "_base/slots.h"
-#include "connect/connect_requests.h"
-#include "frame/get_plugin.h"
 #include "support/CloudRequestsTest.h"
-#include "support/FakeAuthProvider.h"
-#include "support/FakeCloudRequests.h"
-#include "support/FakeHost.h"
-#include "support/ProductInfoFolder.h"
-#include "support/RecordingLog.h"
+#include "support/ConnectRequestsTest.h"
 
 namespace {
 
-using cloud::connect::connect_requests;
-
-std::string text(const zv::StringT<char>& string) {
-  return std::string(string.view());
-}
-
-/// Everything a request holds, in one line.
-std::string told(const cloud::connect_request& request) {
-  return text(request.service) + "|" + std::to_string(request.timeout) + "|" +
-         std::to_string(static_cast<std::uint32_t>(request.type)) + "|" +
-         text(request.request_method) + "|" + text(request.source.app_id) + "|" +
-         text(request.source.device_id) + "|" + text(request.source.user_token) + "|" +
-         text(request.destination.app_id) + "|" + text(request.destination.device_id) + "|" +
-         text(request.message);
-}
-
-cloud::connect_request callers_request() {
-  cloud::connect_request request;
-  request.service = "svc";
-  request.timeout = 777;
-  request.request_method = "do";
-  request.source = {"my app", "my device", "my token"};
-  request.destination = {"their device", "their app"};
-  request.message = R"({"a": 1})";
-  return request;
-}
-
-constexpr const char* as_the_caller_wrote_it =
-    R"(svc|777|0|do|my app|my device|my token|their app|their device|{"a": 1})";
-
-class ConnectRequestsIdentity : public testing::Test {
- protected:
-  ConnectRequestsIdentity() { make(&provider); }
-
-  void make(IAuthDataProvider* auth_provider) {
-    std::uint32_t status = 1;
-    host.add_plugin(L"cloud_requests", static_cast<cloud::ICloudRequests*>(&cloud_requests));
-    auto handle = zv::framework::get_plugin<cloud::ICloudRequests>(
-        &host, L"cloud_requests", cloud::IID_ICloudRequests, status);
-    ASSERT_EQ(status, 0u);
-    requests.emplace(std::move(handle), auth_provider);
-  }
-
-  /// "<error type> <code>".
-  std::string resolve(bool fill_source) {
-    const cloud::request_status status = requests->resolve(request, reply, fill_source);
-    return std::to_string(status.error_type) + " " + std::to_string(status.code);
-  }
-  std::string sent() const {
-    return cloud_requests.requests.empty() ? "nothing" : told(cloud_requests.requests.back());
-  }
-  void expect_reply_untouched() const {
-    EXPECT_EQ(text(reply.text), "before");
-    EXPECT_EQ(reply.code, 17);
-  }
-
-  support::ProductInfoFolder product;
-  support::RecordingLog log;
-  support::FakeHost host;
-  support::FakeCloudRequests cloud_requests;
-  support::FakeAuthProvider provider;
-  std::optional<connect_requests> requests;
-  cloud::connect_request request = callers_request();
-  cloud::request_reply reply{"before", 17};
-};
+class ConnectRequestsIdentity : public support::ConnectRequestsTest {};
 
 TEST_F(ConnectRequestsIdentity, HandsOnARequestWithASourceOfItsOwnUnchanged) {
   EXPECT_EQ(resolve(false), "0 0");
