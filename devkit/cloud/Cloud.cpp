@@ -4,9 +4,9 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <stdexcept>
 
 #include "devkit/cloud/Crc32.h"
+#include "devkit/cloud/answering.h"
 #include "devkit/cloud/services.h"
 #include "devkit/cloud/serving.h"
 #include "devkit/cloud/tls.h"
@@ -18,15 +18,10 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* json_type = "application/json";
 constexpr std::size_t remembered_requests = 256;
 /// A stalled request holds a thread, and so does each push stream.
 constexpr std::size_t threads = 64;
 constexpr time_t patience_seconds = 60;
-
-void write(httplib::Response& response, const json& value) {
-  response.set_content(value.dump(-1, ' ', false, json::error_handler_t::replace), json_type);
-}
 
 /// Promises more than it sends, and sends nothing.
 void break_off(httplib::Response& response) {
@@ -167,8 +162,7 @@ bool Cloud::apply(const TakenFault& fault, const std::string& body, httplib::Res
   } else if (fault.kind == "rubbish") {
     response.set_content(rubbish(fault.what).value_or(""), json_type);
   } else if (fault.kind == "http") {
-    response.status = fault.status;
-    response.set_content("a failure on demand", "text/plain");
+    refuse(response, fault.status, "a failure on demand");
   } else {
     break_off(response);
   }
@@ -178,14 +172,11 @@ bool Cloud::apply(const TakenFault& fault, const std::string& body, httplib::Res
 void Cloud::serve_admin() {
   server_->Put("/admin/faults",
                [this](const httplib::Request& request, httplib::Response& response) {
-                 try {
+                 answer_or_refuse(response, [&] {
                    const Fault fault = fault_from_json(json::parse(request.body));
                    faults_.add(fault);
                    write(response, to_json(fault));
-                 } catch (const std::exception& wrong) {
-                   response.status = 400;
-                   response.set_content(wrong.what(), "text/plain");
-                 }
+                 });
                });
   server_->Get("/admin/faults", [this](const httplib::Request&, httplib::Response& response) {
     json list = json::array();

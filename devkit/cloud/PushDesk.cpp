@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "devkit/cloud/answering.h"
 #include "devkit/cloud/push_request.h"
 #include "devkit/cloud/services.h"
 
@@ -16,30 +17,6 @@ namespace {
 using nlohmann::json;
 
 constexpr const char* stream_type = "application/octet-stream";
-
-void write(httplib::Response& response, const json& value) {
-  response.set_content(value.dump(-1, ' ', false, json::error_handler_t::replace),
-                       "application/json");
-}
-
-void refuse(httplib::Response& response, int status, const std::string& sentence) {
-  response.status = status;
-  response.set_content(sentence, "text/plain");
-}
-
-/// Runs `serve` and tells what is wrong with the request if it can't.
-template <class Serve>
-void answer_or_refuse(httplib::Response& response, Serve serve) {
-  try {
-    serve();
-  } catch (const json::exception& wrong) {
-    refuse(response, 400, std::string("the body is not what is needed here: ") + wrong.what());
-  } catch (const std::invalid_argument& wrong) {
-    refuse(response, 400, wrong.what());
-  } catch (const std::exception& failure) {
-    refuse(response, 500, failure.what());
-  }
-}
 
 PushHub::Client client_of(const json& body) {
   return {body.at("stream").get<std::string>(), body.value("process", std::uint32_t{0})};

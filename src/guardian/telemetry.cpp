@@ -8,7 +8,6 @@
 #include "_base/events/ECEvent.h"
 #include "_base/utf8.h"
 #include "_base/win_error.h"
-#include "frame/host_paths.h"
 #include "frame/load_events_client.h"
 #include "frame/logger_stream.h"
 #include "platform/library.h"
@@ -64,25 +63,9 @@ ECChildEvent child_of(const request_failure& failure) {
 
 }  // namespace
 
-telemetry::telemetry() {
-  const wchar_t* const function = L"cloud::guardian::telemetry::telemetry";
-  std::uint32_t status = win_error::gen_failure;
-  try {
-    std::uint32_t error = 0;
-    const std::wstring folder = dll::get_foldername(platform::own_module(), error);
-    if (error != win_error::success) {
-      LOG_LINE(logging::failure, function) << L"Failed to get foldername; err = " << error;
-      return;
-    }
-    const std::wstring library = folder + platform::library_file_name(L"ecevents");
-    client_ = load_events_client(library.c_str(), status);
-  } catch (const std::bad_alloc&) {
-    status = win_error::out_of_memory;
-  }
-  if (status != win_error::success) {
-    LOG_LINE(logging::failure, function) << L"Could not load the EC events DLL. Error " << status;
-  }
-}
+telemetry::telemetry()
+    : client_(load_own_events_client(
+          {L"cloud::guardian::telemetry::telemetry", L"Failed to get foldername; err = ", L""})) {}
 
 void telemetry::post_throttling_enabled(const std::string& service,
                                         const std::vector<request_failure>& errors) {

@@ -245,22 +245,8 @@ TEST_F(IntegratorIdentity, ComesWithALaterAnnouncementAfterAFailedOne) {
   EXPECT_TRUE(becomes("device token"));
 }
 
-TEST_F(IntegratorIdentity, IsSoughtAgainWhileOneOfItsTextsIsEmpty) {
-  have_product_agent();
-  agent.set_user(L"device", L"");
-  ASSERT_EQ(init(), 0u);
-  EXPECT_EQ(who(), "device ");
-  listen();
-  agent.set_user(L"device", L"token");
-  announce();
-  EXPECT_TRUE(becomes("device token"));
-}
-
 TEST_F(IntegratorIdentity, IsForgottenByAWorkerThatFindsNobodyListening) {
-  have_product_agent();
-  agent.set_user(L"device", L"");
-  ASSERT_EQ(init(), 0u);
-  EXPECT_EQ(who(), "device ");
+  begin_with_half_a_user();
   announce();
   EXPECT_TRUE(becomes("232"));
 }

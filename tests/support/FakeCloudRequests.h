@@ -1,26 +1,17 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "_base/observable.h"
-#include "cloud/ICloudConnectionObserver.h"
-#include "cloud/ICloudRequests.h"
+#include "support/ConnectOnlyCloudRequests.h"
 
 namespace support {
 
 /// The plug-in "cloud_requests" as others see it: its observable facet stands where theirs looks
-/// for it. Answers connect requests alone; the rest gives 0. One thread at a time.
-class FakeCloudRequests final
-    : public zv::observable<cloud::ICloudConnectionObserver*, cloud::ICloudRequests> {
+/// for it. Answers connect requests alone. One thread at a time.
+class FakeCloudRequests final : public ConnectOnlyCloudRequests {
  public:
-  FakeCloudRequests() = default;
-  FakeCloudRequests(const FakeCloudRequests&) = delete;
-  FakeCloudRequests& operator=(const FakeCloudRequests&) = delete;
-  ~FakeCloudRequests() = default;
-
   std::vector<cloud::connect_request> requests;
   std::vector<cloud::request_reply*> replies;  ///< those that were handed in
   cloud::request_status status;
@@ -28,19 +19,7 @@ class FakeCloudRequests final
   bool cloud_up = false;
   std::function<void()> on_request;
 
-  void tell_network_available() {
-    observers.notify(
-        [](cloud::ICloudConnectionObserver* observer) { observer->OnNetworkAvailable(); });
-  }
-
-  void* scalar_deleting_destructor(std::uint32_t) override { return this; }
-  std::uint32_t resolve(const cloud::upload_request&, cloud::upload_observer*) override {
-    return 0;
-  }
-  cloud::request_status* resolve(cloud::request_status* result, const cloud::technology_request&,
-                                 cloud::request_reply&) override {
-    return result;
-  }
+  using ConnectOnlyCloudRequests::resolve;
   cloud::request_status* resolve(cloud::request_status* result,
                                  const cloud::connect_request& request,
                                  cloud::request_reply& out) override {
@@ -51,8 +30,6 @@ class FakeCloudRequests final
     *result = status;
     return result;
   }
-  std::uint32_t set_proxy(const cloud::proxy_settings&, cloud::proxy_target) override { return 0; }
-  std::uint32_t disable_proxy(cloud::proxy_target) override { return 0; }
   bool is_cloud_up() override { return cloud_up; }
 };
 

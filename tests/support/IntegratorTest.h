@@ -15,14 +15,12 @@
 #include <utility>
 #include <vector>
 
-#include "_base/observable.h"
 #include "_base/waiting.h"
-#include "cloud/ICloudConnectionObserver.h"
-#include "cloud/ICloudRequests.h"
 #include "connect/IAuthDataProvider.h"
 #include "connect/IConnectRequests.h"
 #include "connect/connect_integrator_plugin.h"
 #include "push/IPushService.h"
+#include "support/ConnectOnlyCloudRequests.h"
 #include "support/FakeAgent.h"
 #include "support/FakeBus.h"
 #include "support/FakeCloudClient.h"
@@ -115,8 +113,7 @@ class JournalHost final : public IServMain, public IServPluginManager {
 };
 
 /// The plug-in "cloud_requests", whose observers go to the journal.
-class JournalCloudRequests final
-    : public zv::observable<cloud::ICloudConnectionObserver*, cloud::ICloudRequests> {
+class JournalCloudRequests final : public ConnectOnlyCloudRequests {
  public:
   explicit JournalCloudRequests(Journal& journal) : journal_(journal) {}
   ~JournalCloudRequests() = default;
@@ -131,22 +128,12 @@ class JournalCloudRequests final
     last_removed = observer;
     return observable::remove_observer(observer, context);
   }
-  void tell_network_available() {
-    observers.notify([](cloud::ICloudConnectionObserver* each) { each->OnNetworkAvailable(); });
-  }
   std::vector<cloud::connect_request> requests() const {
     const std::lock_guard lock(mutex_);
     return requests_;
   }
 
-  void* scalar_deleting_destructor(std::uint32_t) override { return this; }
-  std::uint32_t resolve(const cloud::upload_request&, cloud::upload_observer*) override {
-    return 0;
-  }
-  cloud::request_status* resolve(cloud::request_status* result, const cloud::technology_request&,
-                                 cloud::request_reply&) override {
-    return result;
-  }
+  using ConnectOnlyCloudRequests::resolve;
   cloud::request_status* resolve(cloud::request_status* result,
                                  const cloud::connect_request& request,
                                  cloud::request_reply& reply) override {
@@ -156,8 +143,6 @@ class JournalCloudRequests final
     *result = {};
     return result;
   }
-  std::uint32_t set_proxy(const cloud::proxy_settings&, cloud::proxy_target) override { return 0; }
-  std::uint32_t disable_proxy(cloud::proxy_target) override { return 0; }
   bool is_cloud_up() override { return false; }
 
   cloud::ICloudConnectionObserver* last_added = nullptr;
@@ -231,6 +216,13 @@ class IntegratorTest : public testing::Test {
   }
   void have_client_agent() {
     fake_host.add_plugin(L"productagentcommclient", static_cast<IProductAgent*>(&agent));
+  }
+  /// The user has no token yet, and the worker looks for one at each announcement.
+  void begin_with_half_a_user() {
+    have_product_agent();
+    agent.set_user(L"device", L"");
+    ASSERT_EQ(init(), 0u);
+    EXPECT_EQ(who(), "device ");
   }
   void listen(bool listening = true) {
     bus.set_listening(watched_channel, watched_listener, listening);

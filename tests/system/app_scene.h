@@ -5,17 +5,16 @@
 #include <string>
 #include <vector>
 
-#include "devkit/broker/Broker.h"
 #include "devkit/cloud/CloudAdmin.h"
 #include "devkit/common/WatchedProcess.h"
 #include "devkit/host/User.h"
+#include "system/KitScene.h"
 #include "system/command_line.h"
 
 namespace kit_test {
 
-/// A broker, a cloud and a kit of the test's own, and a user who is signed in; hosts and
-/// applications are processes that the test starts.
-class AppScene : public testing::Test {
+/// A user who is signed in; hosts and applications are processes that the test starts.
+class AppScene : public KitScene {
  protected:
   using Process = std::unique_ptr<devkit::WatchedProcess>;
   using json = nlohmann::json;
@@ -127,14 +126,6 @@ class AppScene : public testing::Test {
       return false;
     });
   }
-
-  const OwnKit kit;
-  devkit::Cloud cloud{{}};
-  devkit::Broker broker;
-  // What the environment of the machine says counts for nothing here.
-  const Variable cloud_variable{"SPLICE_CLOUD", cloud.address()};
-  const Variable broker_variable{"SPLICE_BROKER", broker.text()};
-  const Variable user_variable{"SPLICE_USER", ""};
 };
 
 }  // namespace kit_test

@@ -164,6 +164,24 @@ class CampaignScene : public kit_test::AppScene {
   json command_for(const std::string& app) {
     return push_for(app, "command", command_numbers[app]++);
   }
+  /// So many of each kind for every application; none of those that start with "events" takes
+  /// commands.
+  json pushes_for_all(int of_each) {
+    json pushes = json::array();
+    for (int i = 0; i < of_each; ++i) {
+      for (const std::string& name : all_names()) {
+        pushes.push_back(event_for(name));
+        if (!name.starts_with("events")) pushes.push_back(command_for(name));
+      }
+    }
+    return pushes;
+  }
+  /// Sends them, and sees all through.
+  void expect_all_goes(const json& pushes) {
+    push(pushes);
+    for (const auto& client : clients) expect_all_arrived(*client);
+    EXPECT_TRUE(all_commands_become_complete()) << json(incomplete_commands());
+  }
   /// One whose callback stays.
   json hold_for(const std::string& app, const char* kind) {
     json push = push_for(app, kind, holds++);

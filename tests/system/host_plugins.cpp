@@ -2,13 +2,11 @@
 
 #include "_base/win_error.h"
 #include "connect/IAuthDataProvider.h"
-#include "devkit/broker/Broker.h"
-#include "devkit/cloud/Cloud.h"
 #include "devkit/host/ServerPlugins.h"
 #include "devkit/host/User.h"
 #include "frame/IServPlugin.h"
 #include "push/IPushCommClient.h"
-#include "system/OwnKit.h"
+#include "system/KitScene.h"
 
 namespace kit_test {
 
@@ -19,7 +17,7 @@ using devkit::PluginHost;
 
 constexpr HostOptions with_agent = {.product_agent = true};
 
-class HostPlugins : public testing::Test {
+class HostPlugins : public KitScene {
  protected:
   HostPlugins() { kit.write("user.json", devkit::to_text({"device", "token"})); }
 
@@ -31,13 +29,6 @@ class HostPlugins : public testing::Test {
     if (status == 0) host.release_plugin(name);
     return status;
   }
-
-  const OwnKit kit;
-  devkit::Cloud cloud{{}};
-  devkit::Broker broker;
-  const Variable cloud_variable{"SPLICE_CLOUD", cloud.address()};
-  const Variable broker_variable{"SPLICE_BROKER", broker.text()};
-  const Variable user_variable{"SPLICE_USER", ""};
 };
 
 TEST_F(HostPlugins, AreAllFourToBeHadAndEndInOrder) {
