@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -9,8 +8,7 @@
 #include "frame/exports.h"
 #include "push/IPushCommClient.h"
 #include "support/IntegratorTest.h"
-#include "support/LogRecorder.h"
-#include "support/loadable.h"
+#include "support/log_for_life.h"
 
 namespace {
 
@@ -170,18 +168,7 @@ TEST_F(IntegratorInterfaces, ThePluginIsCreatedByItsName) {
 
 TEST(IntegratorLog, StaysOnForTheObjectsWholeLife) {
   const support::ProductInfoFolder product;
-  support::LogRecorder recorder(support::loadable(L"log"));
-  const auto ends = [&] {
-    const auto names = recorder.call_names();
-    return std::count(names.begin(), names.end(), "LogRemoveModule");
-  };
-  auto* const plugin = new connect_integrator_plugin();
-  EXPECT_EQ(plugin->Init(nullptr), 31u);
-  plugin->UnInit();
-  EXPECT_FALSE(recorder.lines().empty());
-  EXPECT_EQ(ends(), 0);
-  msvc_abi::destroy(plugin);
-  EXPECT_EQ(ends(), 1);
+  support::expect_log_for_life<connect_integrator_plugin>(31u);
 }
 
 }  // namespace

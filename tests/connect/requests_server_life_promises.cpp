@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -9,8 +8,7 @@
 #include "_base/waiting.h"
 #include "frame/msgbus/ibus_observer.h"
 #include "support/ConnectServerTest.h"
-#include "support/LogRecorder.h"
-#include "support/loadable.h"
+#include "support/log_for_life.h"
 
 namespace {
 
@@ -200,18 +198,7 @@ TEST_F(ConnectServerLife, KnowsNoInterfacesButAPluginsOwn) {
 
 TEST(ConnectServerLog, StaysOnForTheObjectsWholeLife) {
   const support::ModuleFolder folder;
-  support::LogRecorder recorder(support::loadable(L"log"));
-  const auto ends = [&] {
-    const auto names = recorder.call_names();
-    return std::count(names.begin(), names.end(), "LogRemoveModule");
-  };
-  auto* const plugin = new cloud::connect::ConnectRequestsServer();
-  EXPECT_EQ(plugin->Init(nullptr), 87u);
-  plugin->UnInit();
-  EXPECT_FALSE(recorder.lines().empty());
-  EXPECT_EQ(ends(), 0);
-  msvc_abi::destroy(plugin);
-  EXPECT_EQ(ends(), 1);
+  support::expect_log_for_life<cloud::connect::ConnectRequestsServer>(87u);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "_base/events/ECChildEvent.h"
 #include "_base/events/ECEvent.h"
 #include "_base/waiting.h"
-#include "devkit/host/Host.h"
 #include "frame/load_events_client.h"
 #include "system/OwnKit.h"
+#include "system/ask_echo.h"
 
 namespace kit_test {
 
@@ -192,14 +192,6 @@ class ModuleEvents : public testing::Test {
  protected:
   ModuleEvents() { kit_.write_guardian_settings(2); }
 
-  devkit::Outcome ask(devkit::Host& host) {
-    devkit::ConnectCall call;
-    call.service = "connect/echo";
-    call.method = "greet";
-    call.message = "{}";
-    call.timeout = 20000;
-    return host.connect(call);
-  }
   std::vector<json> reports() { return events(kit_.path() / "ecevents.jsonl"); }
 
   devkit::Cloud cloud_{{}};
@@ -212,9 +204,9 @@ TEST_F(ModuleEvents, TellOfACircuitThatOpensAndOfTheSameOneClosing) {
   devkit::Fault failure = fault("error");
   failure.count = 2;
   cloud_.faults().add(failure);
-  ask(host);
+  ask_echo(host);
   EXPECT_TRUE(reports().empty());
-  ask(host);
+  ask_echo(host);
   ASSERT_EQ(reports().size(), 1u);
   json report = reports()[0];
   EXPECT_EQ(report["name"], "m_cloud_guardian_report");
@@ -231,7 +223,7 @@ TEST_F(ModuleEvents, TellOfACircuitThatOpensAndOfTheSameOneClosing) {
               json({{"method", "greet"}, {"field", "error.code"}, {"value", "32003"}}));
   }
 
-  EXPECT_TRUE(waiting::until([&] { return ask(host).is_ok() && reports().size() == 2; }));
+  EXPECT_TRUE(waiting::until([&] { return ask_echo(host).is_ok() && reports().size() == 2; }));
   report = reports()[1];
   EXPECT_EQ(report["strings"]["throttling"], "disabled");
   EXPECT_GE(report["integers"]["allowed_requests"].get<int>(), 3);
@@ -244,9 +236,9 @@ TEST_F(ModuleEvents, ThatNobodyTakesStopNoRequest) {
   devkit::Fault failure = fault("error");
   failure.count = 2;
   cloud_.faults().add(failure);
-  EXPECT_TRUE(ask(host).is_ok());
-  EXPECT_TRUE(ask(host).is_ok());
-  EXPECT_TRUE(waiting::until([&] { return ask(host).is_ok(); }));
+  EXPECT_TRUE(ask_echo(host).is_ok());
+  EXPECT_TRUE(ask_echo(host).is_ok());
+  EXPECT_TRUE(waiting::until([&] { return ask_echo(host).is_ok(); }));
   EXPECT_TRUE(reports().empty());
 }
 

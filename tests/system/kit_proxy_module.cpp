@@ -1,7 +1,7 @@
 #include "_base/waiting.h"
 #include "devkit/cloud/Proxy.h"
-#include "devkit/host/Host.h"
 #include "system/OwnKit.h"
+#include "system/ask_echo.h"
 
 namespace kit_test {
 
@@ -29,19 +29,11 @@ class ServiceProcess : public testing::Test {
   void write(const json& content) {
     std::ofstream(folder_ / "proxy.json", std::ios::binary) << content.dump();
   }
-  devkit::Outcome ask(devkit::Host& host) {
-    devkit::ConnectCall call;
-    call.service = "connect/echo";
-    call.method = "greet";
-    call.message = "{}";
-    call.timeout = 20000;
-    return host.connect(call);
-  }
   /// A request goes this way now, or does so in time.
   bool goes_through(devkit::Host& host, const devkit::Proxy& proxy) {
     return waiting::until([&] {
       const std::uint32_t before = proxy.forwarded();
-      return ask(host).is_ok() && proxy.forwarded() > before;
+      return ask_echo(host).is_ok() && proxy.forwarded() > before;
     });
   }
   std::filesystem::path module() const {
@@ -67,7 +59,7 @@ TEST_F(ServiceProcess, FollowsTheProxyUnderRunningRequests) {
   write(settings("127.0.0.1", first.port()));
   devkit::Host host(module());
   EXPECT_EQ(channel(), is_app ? "cl.zvappsrv.actions" : "cl.zvauxsrv.actions");
-  EXPECT_TRUE(ask(host).is_ok());
+  EXPECT_TRUE(ask_echo(host).is_ok());
   EXPECT_GT(first.forwarded(), 0u);
 
   json with_user = settings("127.0.0.1", second.port());
@@ -80,7 +72,7 @@ TEST_F(ServiceProcess, FollowsTheProxyUnderRunningRequests) {
   write(with_user);
   EXPECT_TRUE(waiting::until([&] {
     const std::uint32_t before = second.forwarded();
-    return ask(host).is_ok() && second.forwarded() == before;
+    return ask_echo(host).is_ok() && second.forwarded() == before;
   }));
 }
 
@@ -90,7 +82,7 @@ TEST_F(ServiceProcess, GoesWithoutAProxyWhereTheClientFails) {
   content["fail"] = {{"get_proxy", 5}};
   write(content);
   devkit::Host host(module());
-  EXPECT_TRUE(ask(host).is_ok());
+  EXPECT_TRUE(ask_echo(host).is_ok());
   EXPECT_EQ(proxy.forwarded(), 0u);
   content.erase("fail");
   write(content);

@@ -32,6 +32,19 @@ std::uint64_t connection(Cloud& cloud) {
   return streams.empty() ? 0 : streams[0].value("connection", std::uint64_t{0});
 }
 
+/// Who listens for "Mail", and holds each callback up until the gate opens.
+struct HeldListener {
+  HeldListener() {
+    listener.then([gate = gate] { gate.wait(); });
+    EXPECT_EQ(listen(client, listener, "Mail"), 0u);
+  }
+
+  Cloud cloud{{}};
+  PushListener listener;
+  const waiting::Gate gate;
+  Client client{cloud.address()};
+};
+
 /// Every instance made in the meantime waits this little after a stream that broke.
 class PushClient : public testing::Test {
  private:
@@ -193,24 +206,20 @@ TEST_F(PushClient, GivesUpOnAStreamThatIsSilent) {
 }
 
 TEST_F(PushClient, WaitsForARunningCallbackBeforeItsInstanceEnds) {
-  Cloud cloud({});
-  PushListener listener;
-  const waiting::Gate gate;
-  listener.then([&] { gate.wait(); });
-  Client client(cloud.address());
-  listen(client, listener, "Mail");
-  cloud.pushes().push_text({"Mail", ""}, "one");
-  cloud.pushes().push_text({"Mail", ""}, "two");
-  ASSERT_TRUE(listener.hears(1));
+  HeldListener held;
+  held.cloud.pushes().push_text({"Mail", ""}, "one");
+  held.cloud.pushes().push_text({"Mail", ""}, "two");
+  ASSERT_TRUE(held.listener.hears(1));
   std::uint32_t result = 1;
-  const waiting::Attempt ending([&] { result = client->zvcirrel_uninit(client.instance()); });
+  const waiting::Attempt ending(
+      [&] { result = held.client->zvcirrel_uninit(held.client.instance()); });
   // The stream goes first, so from here on the end is waiting for the callback alone.
-  EXPECT_TRUE(waiting::until([&] { return cloud.pushes().streams().list().empty(); }));
+  EXPECT_TRUE(waiting::until([&] { return held.cloud.pushes().streams().list().empty(); }));
   EXPECT_FALSE(ending.is_done());
-  gate.open();
+  held.gate.open();
   ASSERT_TRUE(ending.ends());
   EXPECT_EQ(result, status::ok);
-  EXPECT_EQ(listener.texts().size(), 1u);
+  EXPECT_EQ(held.listener.texts().size(), 1u);
 }
 
 TEST_F(PushClient, DoesNotEndItsInstanceInsideACallback) {
@@ -269,17 +278,12 @@ TEST_F(PushClient, EndsARegistrationInFlightWithItsInstance) {
 
 TEST_F(PushClient, CallsBackFromSeveralThreadsAtOnceIfTold) {
   const Variable threads("SPLICE_PUSH_THREADS", "4");
-  Cloud cloud({});
-  PushListener listener;
-  const waiting::Gate gate;
-  listener.then([&] { gate.wait(); });
-  Client client(cloud.address());
-  listen(client, listener, "Mail");
-  for (int i = 0; i < 8; ++i) cloud.pushes().push_text({"Mail", ""}, "text");
-  EXPECT_TRUE(listener.hears(4));
-  EXPECT_EQ(listener.texts().size(), 4u);
-  gate.open();
-  EXPECT_TRUE(listener.hears(8));
+  HeldListener held;
+  for (int i = 0; i < 8; ++i) held.cloud.pushes().push_text({"Mail", ""}, "text");
+  EXPECT_TRUE(held.listener.hears(4));
+  EXPECT_EQ(held.listener.texts().size(), 4u);
+  held.gate.open();
+  EXPECT_TRUE(held.listener.hears(8));
 }
 
 TEST_F(PushClient, FollowsTheProxyAtOnce) {
