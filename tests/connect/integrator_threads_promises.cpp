@@ -28,6 +28,15 @@ class IntegratorThreads : public support::IntegratorTest {
     ASSERT_EQ(init(), 0u);
     ASSERT_TRUE(has_asked_bus(2));
   }
+  /// For the agent, which is held up and is let go here.
+  void expect_identity_waits() {
+    std::string seen;
+    waiting::Attempt asking([&] { seen = who(); });
+    EXPECT_TRUE(support::stays_blocked(asking));
+    leave.open();
+    ASSERT_TRUE(asking.ends());
+    EXPECT_EQ(seen, "device token");
+  }
 
   waiting::Gate entered;
   waiting::Gate leave;
@@ -53,13 +62,8 @@ TEST_F(IntegratorThreads, IdentityWaitsForAnAgentThatIsSlowAboutAChange) {
   hold_up_agent();
   waiting::Attempt change([this] { agent.change(); });
   ASSERT_TRUE(entered.wait());
-  std::string seen;
-  waiting::Attempt asking([&] { seen = who(); });
-  EXPECT_TRUE(support::stays_blocked(asking));
-  leave.open();
-  ASSERT_TRUE(asking.ends());
+  expect_identity_waits();
   EXPECT_TRUE(change.ends());
-  EXPECT_EQ(seen, "device token");
 }
 
 TEST_F(IntegratorThreads, IdentityWaitsForAnAgentThatIsSlowForTheWorker) {
@@ -68,12 +72,7 @@ TEST_F(IntegratorThreads, IdentityWaitsForAnAgentThatIsSlowForTheWorker) {
   listen();
   announce();
   ASSERT_TRUE(entered.wait());
-  std::string seen;
-  waiting::Attempt asking([&] { seen = who(); });
-  EXPECT_TRUE(support::stays_blocked(asking));
-  leave.open();
-  ASSERT_TRUE(asking.ends());
-  EXPECT_EQ(seen, "device token");
+  expect_identity_waits();
 }
 
 TEST_F(IntegratorThreads, PushServiceIsToldUnderTheIdentityLock) {

@@ -15,7 +15,16 @@ namespace {
 using Calls = std::vector<std::string>;
 using HostCalls = std::vector<std::wstring>;
 
-class ConnectServerLife : public support::ConnectServerTest {};
+class ConnectServerLife : public support::ConnectServerTest {
+ protected:
+  /// It says why, and lets go of all again.
+  void expect_no_start(const wchar_t* why) {
+    EXPECT_EQ(init(), 31u);
+    EXPECT_LOGGED(log, 4, init_scope, why);
+    EXPECT_TRUE(log.traced(uninit_scope));
+    expect_empty_handed();
+  }
+};
 
 TEST_F(ConnectServerLife, AsksHostAndBusInItsOrder) {
   bus.set_hook([this](const std::string&) {
@@ -78,33 +87,22 @@ TEST_F(ConnectServerLife, PassesOnTheStatusOfAMissingIntegrator) {
 
 TEST_F(ConnectServerLife, FailsWithoutABus) {
   bus.unload();
-  EXPECT_EQ(init(), 31u);
-  EXPECT_LOGGED(log, 4, init_scope, L"Failed to get bus");
-  EXPECT_TRUE(log.traced(uninit_scope));
-  expect_empty_handed();
+  expect_no_start(L"Failed to get bus");
 }
 
 TEST_F(ConnectServerLife, FailsWithoutItsChannel) {
   bus.refuse_channel(channel);
-  EXPECT_EQ(init(), 31u);
-  EXPECT_LOGGED(log, 4, init_scope, L"Failed to get channel connect.actions");
-  EXPECT_TRUE(log.traced(uninit_scope));
-  expect_empty_handed();
+  expect_no_start(L"Failed to get channel connect.actions");
 }
 
 TEST_F(ConnectServerLife, FailsWithABusThatHasNoCore) {
   bus.refuse_core();
-  EXPECT_EQ(init(), 31u);
-  EXPECT_LOGGED(log, 4, init_scope, L"Failed to get channel connect.actions");
-  expect_empty_handed();
+  expect_no_start(L"Failed to get channel connect.actions");
 }
 
 TEST_F(ConnectServerLife, FailsWithoutASubscription) {
   bus.refuse_subscriptions();
-  EXPECT_EQ(init(), 31u);
-  EXPECT_LOGGED(log, 4, init_scope, L"Failed to subscribe to channel connect.actions");
-  EXPECT_TRUE(log.traced(uninit_scope));
-  expect_empty_handed();
+  expect_no_start(L"Failed to subscribe to channel connect.actions");
 }
 
 TEST_F(ConnectServerLife, DoesNotLookAtTheStatusOfSubscribing) {

@@ -28,6 +28,17 @@ class KitEvents : public testing::Test {
         std::filesystem::path(KIT_FOLDER) / devkit::os::library_name("ecevents");
     return load_events_client(path.wstring().c_str(), status);
   }
+  /// What a post, which succeeds, says of a wish for failures that came after the loading.
+  std::string said_of_wish(const char* wish) {
+    const auto client = load();
+    EXPECT_EQ(status, 0u);
+    if (!client) return {};
+    const Variable failing("SPLICE_EVENTS_FAIL", wish);
+    ECEvent event;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(client->post(&event, true, 0), 0u);
+    return testing::internal::GetCapturedStderr();
+  }
 
   const Folder folder_;
   const std::filesystem::path file_ = folder_.path() / "events.jsonl";
@@ -120,24 +131,12 @@ TEST_F(KitEvents, AreNotToBeHadOnDemand) {
 }
 
 TEST_F(KitEvents, SayWhichWishIsUnreadableAndGoOn) {
-  const auto client = load();
-  ASSERT_EQ(status, 0u);
-  const Variable failing("SPLICE_EVENTS_FAIL", "often");
-  ECEvent event;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(client->post(&event, true, 0), 0u);
-  const std::string said = testing::internal::GetCapturedStderr();
+  const std::string said = said_of_wish("often");
   EXPECT_NE(said.find("SPLICE_EVENTS_FAIL: \"often\""), std::string::npos) << said;
 }
 
 TEST_F(KitEvents, SayWhatCanFailToAWishThatNamesNothing) {
-  const auto client = load();
-  ASSERT_EQ(status, 0u);
-  const Variable failing("SPLICE_EVENTS_FAIL", "Psot:5");
-  ECEvent event;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(client->post(&event, true, 0), 0u);
-  const std::string said = testing::internal::GetCapturedStderr();
+  const std::string said = said_of_wish("Psot:5");
   EXPECT_NE(said.find("\"Psot:5\" names nothing that can fail; there are post, "),
             std::string::npos)
       << said;
