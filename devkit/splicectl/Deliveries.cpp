@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "devkit/common/os.h"
 #include "devkit/splicectl/command.h"
 #include "devkit/splicectl/printing.h"
 
@@ -24,48 +25,53 @@ json parsed(const Text& params) {
 
 }  // namespace
 
-void Deliveries::event(const Application::Event& event) {
+void Deliveries::ready() {
   const std::lock_guard guard(mutex_);
-  if (choice_.as_json) {
-    print({{"event", plain(event.name)},
-           {"params", parsed(event.params)},
-           {"app_id", plain(event.destination_app_id)},
-           {"device_id", plain(event.destination_device_id)},
-           {"timestamp", event.timestamp}});
-  } else {
-    print_line(choice_.app + ": event " + plain(event.name) + " " + shortened(plain(event.params)));
-  }
-  came();
+  is_ready_ = true;
+  const std::uint64_t process = os::process_id();
+  show({{"ready", {{"app", choice_.app}, {"process", process}}}},
+       "ready (process " + std::to_string(process) + ")");
+  for (const std::string& line : held_lines_) print_line(line);
+  held_lines_.clear();
 }
 
-bool Deliveries::command(const Application::Command& command) {
+void Deliveries::event(const Application::Event& event) {
+  const std::lock_guard guard(mutex_);
+  came({{"event", plain(event.name)},
+        {"params", parsed(event.params)},
+        {"app_id", plain(event.destination_app_id)},
+        {"device_id", plain(event.destination_device_id)},
+        {"timestamp", event.timestamp}},
+       "event " + plain(event.name) + " " + shortened(plain(event.params)));
+}
+
+std::optional<std::string> Deliveries::command(const Application::Command& command) {
   const std::lock_guard guard(mutex_);
   const std::string id = plain(command.id);
   const std::string app = plain(command.destination_app_id);
   // A callback that comes late is shown what is pending in the whole process.
   const bool is_ours = app == choice_.app || choice_.app.empty();
-  const bool is_completed = is_ours && wants(id);
+  const std::optional<std::string> status = is_ours ? status_for(id) : std::nullopt;
   const bool again = !seen_.insert(id).second;
-  if (choice_.as_json) {
-    print({{"command", plain(command.name)},
-           {"id", id},
-           {"params", parsed(command.params)},
-           {"app_id", app},
-           {"timestamp", command.timestamp},
-           {"again", again},
-           {"completed", is_completed}});
-  } else {
-    print_line(choice_.app + ": command " + plain(command.name) + " " +
-               shortened(plain(command.params)) + ", id " + id +
-               (is_ours ? "" : ", for " + app + " and none of ours") +
-               (again ? ", once more" : "") +
-               (is_completed ? ", completed"
-                : is_ours    ? ", left alone"
-                             : ""));
-  }
-  if (is_completed) completed_.push_back(id);
-  came();
-  return is_completed;
+  if (status) completed_.emplace(id, *status);
+  came({{"command", plain(command.name)},
+        {"id", id},
+        {"params", parsed(command.params)},
+        {"app_id", app},
+        {"timestamp", command.timestamp},
+        {"again", again},
+        {"completed", status.has_value()}},
+       "command " + plain(command.name) + " " + shortened(plain(command.params)) + ", id " + id +
+           (is_ours ? "" : ", for " + app + " and none of ours") + (again ? ", once more" : "") +
+           (status    ? ", completed"
+            : is_ours ? ", left alone"
+                      : ""));
+  return status;
+}
+
+void Deliveries::note_completion(const std::string& id, const std::string& status) {
+  const std::lock_guard guard(mutex_);
+  completed_.emplace(id, status);
 }
 
 std::uint64_t Deliveries::count() const {
@@ -75,7 +81,9 @@ std::uint64_t Deliveries::count() const {
 
 std::vector<std::string> Deliveries::completed() const {
   const std::lock_guard guard(mutex_);
-  return completed_;
+  std::vector<std::string> ids;
+  for (const auto& [id, status] : completed_) ids.push_back(id);
+  return ids;
 }
 
 void Deliveries::wait_for(std::uint64_t count, std::uint32_t milliseconds) const {
@@ -83,14 +91,28 @@ void Deliveries::wait_for(std::uint64_t count, std::uint32_t milliseconds) const
   changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return count_ >= count; });
 }
 
-bool Deliveries::wants(const std::string& id) const {
-  return std::any_of(choice_.complete.begin(), choice_.complete.end(),
-                     [&](const std::string& wish) { return wish == "all" || wish == id; });
+std::optional<std::string> Deliveries::status_for(const std::string& id) const {
+  const auto before = completed_.find(id);
+  if (before != completed_.end()) return before->second;
+  const bool is_wanted =
+      std::any_of(choice_.complete.begin(), choice_.complete.end(),
+                  [&](const std::string& wish) { return wish == "all" || wish == id; });
+  return is_wanted ? std::optional(choice_.status) : std::nullopt;
 }
 
-void Deliveries::came() {
+void Deliveries::came(const json& value, const std::string& text) {
+  show(value, text);
   ++count_;
   changed_.notify_all();
+}
+
+void Deliveries::show(const json& value, const std::string& text) {
+  std::string line = choice_.as_json ? line_of(value) : choice_.app + ": " + text;
+  if (is_ready_) {
+    print_line(line);
+  } else {
+    held_lines_.push_back(std::move(line));
+  }
 }
 
 }  // namespace devkit

@@ -2,10 +2,13 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "devkit/app/Application.h"
@@ -19,14 +22,22 @@ class Deliveries {
   struct Choice {
     std::string app;                    ///< whose lines they are
     std::vector<std::string> complete;  ///< "all", "none", or ids
+    std::string status;                 ///< to complete them with
     bool as_json = false;
   };
 
   explicit Deliveries(Choice choice) : choice_(std::move(choice)) {}
 
+  /// Prints that the application is ready, and lets through what came before: that would otherwise
+  /// be told by an application that nobody has heard of.
+  void ready();
+
   void event(const Application::Event& event);
-  /// True if it is to be completed.
-  bool command(const Application::Command& command);
+  /// The status to complete it with; null if it isn't to be completed. What was completed once and
+  /// comes again is completed again.
+  std::optional<std::string> command(const Application::Command& command);
+  /// It is completed for another reason.
+  void note_completion(const std::string& id, const std::string& status);
 
   /// Events and commands, repeated ones included.
   std::uint64_t count() const;
@@ -35,15 +46,19 @@ class Deliveries {
   void wait_for(std::uint64_t count, std::uint32_t milliseconds) const;
 
  private:
-  bool wants(const std::string& id) const;
-  void came();
+  /// Under the mutex, as the next ones.
+  std::optional<std::string> status_for(const std::string& id) const;
+  void came(const nlohmann::json& value, const std::string& text);
+  void show(const nlohmann::json& value, const std::string& text);
 
   const Choice choice_;
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::uint64_t count_ = 0;
   std::set<std::string> seen_;
-  std::vector<std::string> completed_;
+  std::map<std::string, std::string> completed_;  ///< the status of each
+  bool is_ready_ = false;
+  std::vector<std::string> held_lines_;  ///< until then
 };
 
 }  // namespace devkit

@@ -40,7 +40,7 @@ class Player {
   Player(const Command& command, const Options& options)
       : options_(options),
         as_json_(command.wants_json()),
-        deliveries_({options.name, options.complete, as_json_}),
+        deliveries_({options.name, options.complete, options.status, as_json_}),
         application_(
             command.module_path(), with_agent(options.agent, options.alone), options.name,
             [this](const Application::Event& event) { deliveries_.event(event); },
@@ -49,8 +49,7 @@ class Player {
     const bool both = options.events == options.commands;
     if (both || options.events) application_.start_events();
     if (both || options.commands) application_.start_commands();
-    say("ready", {{"app", options.name}, {"process", os::process_id()}},
-        options.name + ": ready (process " + std::to_string(os::process_id()) + ")");
+    deliveries_.ready();
   }
 
   /// Until the interrupt, or as many deliveries or as much time as wished.
@@ -81,8 +80,8 @@ class Player {
   bool has_enough() const { return options_.count != 0 && deliveries_.count() >= options_.count; }
 
   void take(const Application::Command& command) {
-    if (deliveries_.command(command))
-      application_.complete(std::string(command.id.view()), options_.status);
+    if (const auto status = deliveries_.command(command))
+      application_.complete(std::string(command.id.view()), *status);
   }
 
   void obey(const std::string& line) {
@@ -106,8 +105,8 @@ class Player {
       say("pending", ids, text);
       return;
     } else if (verb == "complete" && !object.empty()) {
+      deliveries_.note_completion(object, status);
       application_.complete(object, status);
-      completed_by_hand_.push_back(object);
     } else {
       std::fprintf(stderr,
                    "splicectl: \"%s\" isn't understood; there are: events on, events off, commands "
@@ -121,8 +120,7 @@ class Player {
   /// Lets the completions go out before all ends.
   int end() const {
     const Limit limit(completion_patience);
-    std::vector<std::string> completed = deliveries_.completed();
-    completed.insert(completed.end(), completed_by_hand_.begin(), completed_by_hand_.end());
+    const std::vector<std::string> completed = deliveries_.completed();
     for (;;) {
       const std::vector<std::string> unsent = application_.unsent(completed);
       if (unsent.empty()) return exit_code::ok;
@@ -149,7 +147,6 @@ class Player {
   const Options& options_;
   const bool as_json_;
   Deliveries deliveries_;
-  std::vector<std::string> completed_by_hand_;
   Application application_;
 };
 

@@ -85,8 +85,12 @@ IBus& require_bus(IBus* bus) {
                    "another");
 }
 
+std::string line_of(const nlohmann::json& value) {
+  return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
 void print(const nlohmann::json& value) {
-  print_line(value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+  print_line(line_of(value));
 }
 
 void print_line(const std::string& text) {

@@ -62,6 +62,8 @@ CLI::Option* add_count_option(CLI::App& app, Number& count, const char* help) {
 /// The bus that a folder's library gives. Throws host_error where there is none.
 IBus& require_bus(IBus* bus);
 
+/// On one line, whatever its texts are made of.
+std::string line_of(const nlohmann::json& value);
 /// One line, at once.
 void print(const nlohmann::json& value);
 void print_line(const std::string& text);

@@ -66,6 +66,39 @@ TEST_F(AppDeliveries, LeaveACommandThatNobodyCompletesForTheNextTime) {
   EXPECT_TRUE(becomes_complete(ignored));
 }
 
+TEST_F(AppDeliveries, AreShownOnceTheApplicationHasSaidThatItIsReady) {
+  const Process server = start_server();
+  for (int i = 0; i < 20; ++i) push_command("Desktop", "scan");
+  // They come while it registers.
+  const Process app = start_app("Desktop", {"--commands", "--complete", "none"});
+  ASSERT_FALSE(says(*app, "command", "scan").is_null());
+  EXPECT_TRUE(json::parse(app->lines().front()).contains("ready")) << app->lines().front();
+}
+
+TEST_F(AppDeliveries, AreCompletedAgainWhenTheyComeAgain) {
+  const Process server = start_server();
+  const Process app = start_app("worker", {"--complete", "none", "--interactive"},
+                                devkit::os::Process::Input::piped);
+  ASSERT_TRUE(until([&] { return has_registered(server->id(), {"worker"}); }));
+  const std::string id = push_command("worker", "scan");
+  ASSERT_FALSE(says(*app, "command", "scan").is_null());
+  ASSERT_TRUE(app->write_line("complete " + id + " byhand"));
+  ASSERT_TRUE(becomes_complete(id));
+
+  const json again = {{"app_fields",
+                       {{"connect_target", {{"app_id", "worker"}}},
+                        {"event", "command"},
+                        {"event_params", {{"command", "scan"}, {"command_id", id}}}}}};
+  EXPECT_EQ(admin().push_text({"worker", device}, again.dump()), 1u);
+  // Before the completion the first listing may have brought it again, too.
+  const json repeated = says(*app, "completed", true);
+  ASSERT_TRUE(repeated.is_object());
+  EXPECT_EQ(repeated["id"], id);
+  EXPECT_EQ(repeated["again"], true);
+  ASSERT_TRUE(app->write_line("quit"));
+  EXPECT_EQ(app->wait(patience), std::optional<int>(0));
+}
+
 TEST_F(AppDeliveries, BringACommandThatWasSentWhileNobodyWasThere) {
   const std::string id = push_command("Desktop", "scan");
   const Process server = start_server();
