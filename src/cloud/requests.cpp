@@ -112,8 +112,12 @@ bool requests::is_cloud_up() {
 
 bool requests::add_observer(ICloudConnectionObserver* observer, std::uint64_t context) {
   // Before the registration, and for an observer that is then refused as well.
-  if (is_cloud_up()) observer->OnNetworkAvailable();
-  return observable::add_observer(observer, context);
+  const bool was_up = is_cloud_up();
+  if (was_up) observer->OnNetworkAvailable();
+  const bool is_added = observable::add_observer(observer, context);
+  // A cloud that came in between has told everybody but this one, and won't say it again.
+  if (is_added && !was_up && is_cloud_up()) observer->OnNetworkAvailable();
+  return is_added;
 }
 
 void requests::cloud_up_notification(void* context) {

@@ -45,6 +45,12 @@ TEST_F(CloudObservers, AreCalledBeforeTheyAreAddedWhileTheCloudIsUp) {
   EXPECT_TRUE(plugin->remove_observer(&observer, 1));
 }
 
+TEST_F(CloudObservers, AreCalledByACloudThatComesUpBetweenTheLookAndTheRegistration) {
+  client.come_up_after_a_look();
+  EXPECT_TRUE(plugin->add_observer(&first, 1));
+  EXPECT_EQ(first.heard, 1);
+}
+
 TEST_F(CloudObservers, AreCalledByAnInstanceThatCannotSay) {
   client.set_cloud_status(1, 5);
   EXPECT_TRUE(plugin->add_observer(&first, 1));

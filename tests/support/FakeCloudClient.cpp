@@ -119,6 +119,11 @@ void FakeCloudClient::set_cloud_status(std::int32_t value, std::uint32_t result)
   cloud_status_result_ = result;
 }
 
+void FakeCloudClient::come_up_after_a_look() {
+  const std::lock_guard lock(mutex_);
+  comes_up_after_a_look_ = true;
+}
+
 void FakeCloudClient::set_upload_result(std::uint32_t result) {
   const std::lock_guard lock(mutex_);
   upload_result_ = result;
@@ -309,6 +314,7 @@ std::uint32_t FakeCloudClient::get_option(zvnc::Road, void* instance, std::uint3
   calls_.push_back("get_option " + name_of(instance) + " " + std::to_string(option));
   // A failed read leaves the caller's value as it was.
   if (cloud_status_result_ == 0) std::memcpy(out, &cloud_status_, sizeof(cloud_status_));
+  if (std::exchange(comes_up_after_a_look_, false)) cloud_status_ = 0;
   return cloud_status_result_;
 }
 

@@ -111,6 +111,8 @@ class FakeCloudClient final : public zvnc::Backend {
   void fail_option(const std::string& instance, std::uint32_t option, std::uint32_t result);
   void let_options_pass();
   void set_cloud_status(std::int32_t value, std::uint32_t result = 0);
+  /// The cloud comes up when its status has been read once more.
+  void come_up_after_a_look();
   void set_upload_result(std::uint32_t result);
   /// What the next uploads report before they end.
   void set_upload_reports(std::vector<cirrel_upload_status> reports);
@@ -189,6 +191,7 @@ class FakeCloudClient final : public zvnc::Backend {
   std::map<std::pair<std::string, std::uint32_t>, std::uint32_t> option_results_;
   std::int32_t cloud_status_ = 0;
   std::uint32_t cloud_status_result_ = 0;
+  bool comes_up_after_a_look_ = false;
   std::uint32_t upload_result_ = 0;
   std::vector<cirrel_upload_status> upload_reports_;
   std::uint32_t register_result_ = 0;
