@@ -80,9 +80,12 @@ class Folder {
  public:
   Folder() {
     static std::atomic<int> next = 0;
-    path_ = std::filesystem::temp_directory_path() /
-            ("kit-test-" + std::to_string(devkit::os::process_id()) + "-" + std::to_string(next++));
-    std::filesystem::create_directories(path_);
+    // One may be left of a process that was killed and had the same number.
+    do {
+      path_ =
+          std::filesystem::temp_directory_path() /
+          ("kit-test-" + std::to_string(devkit::os::process_id()) + "-" + std::to_string(next++));
+    } while (!std::filesystem::create_directory(path_));
   }
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
