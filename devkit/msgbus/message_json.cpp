@@ -25,6 +25,22 @@ bool is_utf8(std::string_view text) {
   }
 }
 
+/// UTF-8 as a JSON text.
+void append_quoted(std::string_view text, std::string& json_text) {
+  constexpr const char* digits = "0123456789abcdef";
+  json_text += '"';
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte < 0x20) {
+      json_text += {'\\', 'u', '0', '0', digits[byte >> 4], digits[byte & 15]};
+    } else {
+      if (character == '"' || character == '\\') json_text += '\\';
+      json_text += character;
+    }
+  }
+  json_text += '"';
+}
+
 std::optional<Field> field(const json& value) {
   if (value.is_string()) return from_json_text(value.get_ref<const std::string&>());
   const bool fits = value.is_number_integer() &&
@@ -66,16 +82,19 @@ std::string from_json_text(std::string_view text) {
 }
 
 std::string to_json(const Fields& fields) {
-  json object = json::object();
+  // By hand: a tree of copies would cost twice as much.
+  std::string text = "{";
   for (const auto& [key, value] : fields) {
-    json& member = object[to_json_text(key)];
+    if (text.size() > 1) text += ',';
+    append_quoted(to_json_text(key), text);
+    text += ':';
     if (const auto* const number = std::get_if<std::int64_t>(&value)) {
-      member = *number;
+      text += std::to_string(*number);
     } else {
-      member = to_json_text(std::get<std::string>(value));
+      append_quoted(to_json_text(std::get<std::string>(value)), text);
     }
   }
-  return object.dump();
+  return text += '}';
 }
 
 std::optional<Fields> from_json(std::string_view text) {

@@ -140,6 +140,24 @@ TEST_F(BusMessages, KeepEveryFieldOnTheWay) {
   EXPECT_TRUE(checked.wait());
 }
 
+TEST_F(BusMessages, KeepEveryByteOfATextAndOfAName) {
+  const MessagePointer message = new_message(bus_);
+  std::vector<std::string> texts;
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string alone(1, static_cast<char>(byte));
+    for (const std::string& text : {alone, "a" + alone + "b", "\xC2" + alone})
+      texts.push_back(text);
+  }
+  for (const std::string& text : texts) message->SetString(text.c_str(), text.c_str());
+  const waiting::Gate checked;
+  const Seat seat(bus_, channel, [&](IBusMessage* got) {
+    for (const std::string& text : texts) EXPECT_STREQ(got->GetString(text.c_str()), text.c_str());
+    checked.open();
+  });
+  bus_.channel(channel)->Send(message.get());
+  EXPECT_TRUE(checked.wait());
+}
+
 TEST_F(BusMessages, HoldOneValueForAFieldWhichIsATextOrANumber) {
   const MessagePointer message = new_message(bus_);
   message->SetString("field", "5");
