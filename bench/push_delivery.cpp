@@ -1,9 +1,9 @@
 // What a push costs on its way from the cloud client's callback in the server's process to the
 // application's callback in another one, against the same bytes, published and received by the bare
 // MQTT library through the same broker. The second floor adds what no push can do without: its text
-// is parsed and the parameters written again, and since callbacks may block, the bus hands over to
-// a thread of its own and the client to one of the pool. And what a registration costs when the
-// server has come back, against one bare request and its reply.
+// is parsed and the parameters written again, and since callbacks may block, the client hands over
+// to a thread of the pool. And what a registration costs when the server has come back, against one
+// bare request and its reply.
 
 #include <benchmark/benchmark.h>
 #include <jansson.h>
@@ -98,11 +98,10 @@ void be_bare(const std::filesystem::path& folder) {
     std::getline(file, reply);
   }
   bench::HandOver pool([&] { board.note(); });
-  bench::HandOver worker([&] { pool.hand(); });
   bench::BareMqtt mqtt(devkit::bus::Address::from_environment(),
                        [&](bench::BareMqtt& self, const bench::BareMqtt::Arrived& message) {
                          if (message.topic == bench::bare_events) return board.note();
-                         if (message.topic == bench::handed_over_events) return worker.hand();
+                         if (message.topic == bench::handed_over_events) return pool.hand();
                          self.reply(message.reply_to(), reply);
                        });
   mqtt.subscribe(bench::bare_events);

@@ -17,6 +17,7 @@ Bus::~Bus() {
   }
   observers_.clear();
   channels_.clear();
+  link_->leave();
 }
 
 void* Bus::QueryInterface(const IID& id) {

@@ -38,9 +38,8 @@ class Bus final : public IZvBaseInterface, public IBus, public IBusCore {
   IBusChannel* GetChannel(const char* name) override;
 
  private:
-  // In this order: the workers outlast the link, which gives them work.
-  Workers workers_;
-  std::shared_ptr<Link> link_;
+  const std::shared_ptr<Link> link_;
+  Workers workers_{[this] { return link_->take_turn(); }};  ///< behind the link, so they end first
   std::mutex mutex_;
   std::map<std::string, std::unique_ptr<Channel>, std::less<>> channels_;
   std::map<ibus_observer*, std::shared_ptr<Observer>> observers_;

@@ -33,6 +33,7 @@ std::uint32_t Channel::SendAndWait(IBusMessage* message, IBusMessage** reply,
   }
 
   Fields fields;
+  workers_.need_turns();
   const std::uint32_t status =
       link_->request(name_, static_cast<Message*>(message)->fields(), timeout, fields);
   if (status == 0) *reply = new Message(std::move(fields), {}, link_);
@@ -46,6 +47,7 @@ IBusSubscription* Channel::Subscribe() {
     const std::lock_guard guard(mutex_);
     subscriptions_.emplace(subscription.get(), subscription);
   }
+  workers_.need_turns();
   link_->subscribe(name_, subscription.get());
   return subscription.get();
 }

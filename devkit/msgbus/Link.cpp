@@ -43,10 +43,9 @@ Link::Link(Address broker, std::chrono::milliseconds grace)
       outbox_(client_) {
   topics_[reply_topic_];
   topics_[all_presences];
-  client_.start();
 }
 
-Link::~Link() {
+void Link::leave() {
   {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, farewell_time,

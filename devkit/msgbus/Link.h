@@ -31,8 +31,8 @@ struct Arrived {
   ReplyAddress reply_to;
 };
 
-/// Told on the connection's thread, which must not be held up and which has the link locked: it
-/// puts things into a queue, and nothing else.
+/// Told within a turn, which must not be held up and which has the link locked: it puts things into
+/// a queue, and nothing else.
 class ChannelSink {
  public:
   virtual void arrived(const Arrived& message) = 0;
@@ -51,15 +51,21 @@ class ListenerSink {
 
 /// A process's place on the bus. It outlives the broker: connects whenever there is one, subscribes
 /// and announces anew, and forgets processes that don't come back within `grace`. Messages sent
-/// meanwhile wait until those who were there before are back, or given up. Any thread.
+/// meanwhile wait until those who were there before are back, or given up. Any thread. All of it
+/// happens in the turns that somebody takes.
 class Link final : private MqttHandler {
  public:
-  /// Joins, in the background.
+  /// Joins with the first turns.
   explicit Link(Address broker, std::chrono::milliseconds grace = std::chrono::seconds(2));
   Link(const Link&) = delete;
   Link& operator=(const Link&) = delete;
-  /// Sends what is still underway, as far as that is a matter of a second, and leaves.
-  ~Link();
+  ~Link() = default;
+
+  /// MqttClient's: false once it has left.
+  bool take_turn() { return client_.take_turn(); }
+  /// Sends what is still underway, as far as that is a matter of a second, and leaves. Others take
+  /// the turns.
+  void leave();
 
   /// The messages of a channel go to `sink` from now on; if there is a broker, it knows when this
   /// returns. False if the name can't be that of a channel.

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "devkit/msgbus/environment_number.h"
 #include "devkit/msgbus/sockets.h"
@@ -105,28 +106,26 @@ std::string correlation(const mosquitto_property* properties) {
 
 }  // namespace
 
-/// What the library calls, on the client's thread.
+/// What the library calls, under the lock, so it is only written down.
 struct MqttClient::Callbacks {
-  static MqttClient& self(void* object) { return *static_cast<MqttClient*>(object); }
+  static void note(void* client, News news) {
+    static_cast<MqttClient*>(client)->news_.push_back(std::move(news));
+  }
 
   static void connected(mosquitto* connection, void* object, int reason, int,
                         const mosquitto_property*) {
     if (reason != 0) return;  // the broker ends it now
-    MqttClient& client = self(object);
-    {
-      const std::lock_guard guard(client.mutex_);
-      client.connection_ = connection;
-    }
-    client.handler_.on_connected();
+    static_cast<MqttClient*>(object)->connection_ = connection;
+    note(object, [](MqttHandler& handler) { handler.on_connected(); });
   }
 
   static void subscribed(mosquitto*, void* object, int number, int, const int*,
                          const mosquitto_property*) {
-    self(object).handler_.on_subscribed(number);
+    note(object, [number](MqttHandler& handler) { handler.on_subscribed(number); });
   }
 
   static void published(mosquitto*, void* object, int number, int, const mosquitto_property*) {
-    self(object).handler_.on_published(number);
+    note(object, [number](MqttHandler& handler) { handler.on_published(number); });
   }
 
   static void arrived(mosquitto*, void* object, const mosquitto_message* message,
@@ -140,7 +139,9 @@ struct MqttClient::Callbacks {
     publication.response_topic = response_topic(properties);
     publication.correlation = correlation(properties);
     publication.retain = message->retain;
-    self(object).handler_.on_message(std::move(publication));
+    note(object, [publication = std::move(publication)](MqttHandler& handler) mutable {
+      handler.on_message(std::move(publication));
+    });
   }
 };
 
@@ -155,26 +156,21 @@ MqttClient::MqttClient(Address broker, std::string name, std::string will_topic,
 }
 
 MqttClient::~MqttClient() {
-  leave();
-}
-
-void MqttClient::start() {
-  thread_ = std::thread([this] { run(); });
+  mosquitto_destroy(attempt_);
 }
 
 void MqttClient::leave() {
-  {
-    const std::lock_guard guard(mutex_);
-    if (!leaving_) {
-      leaving_ = true;
-      leave_limit_ = Clock::now() + leave_time;
-      // With the will: an ordinary farewell would leave what we announced behind for ever.
-      if (attempt_ != nullptr)
-        mosquitto_disconnect_v5(attempt_, MQTT_RC_DISCONNECT_WITH_WILL_MSG, nullptr);
-    }
+  std::unique_lock lock(mutex_);
+  if (!leaving_) {
+    leaving_ = true;
+    leave_limit_ = Clock::now() + leave_time;
+    // With the will: an ordinary farewell would leave what we announced behind for ever.
+    if (attempt_ != nullptr)
+      mosquitto_disconnect_v5(attempt_, MQTT_RC_DISCONNECT_WITH_WILL_MSG, nullptr);
   }
+  wait_.wake();
   leaving_signal_.notify_all();
-  if (thread_.joinable()) thread_.join();
+  leaving_signal_.wait(lock, [this] { return has_left_; });
 }
 
 int MqttClient::subscribe(const std::string& topic) {
@@ -183,13 +179,15 @@ int MqttClient::subscribe(const std::string& topic) {
   if (connection_ == nullptr) return 0;
   const int status =
       mosquitto_subscribe_v5(connection_, &number, topic.c_str(), quality, 0, nullptr);
+  write();
   return status == MOSQ_ERR_SUCCESS ? number : 0;
 }
 
 void MqttClient::unsubscribe(const std::string& topic) {
   const std::lock_guard guard(mutex_);
-  if (connection_ != nullptr)
-    mosquitto_unsubscribe_v5(connection_, nullptr, topic.c_str(), nullptr);
+  if (connection_ == nullptr) return;
+  mosquitto_unsubscribe_v5(connection_, nullptr, topic.c_str(), nullptr);
+  write();
 }
 
 int MqttClient::publish(const Publication& publication) {
@@ -205,27 +203,48 @@ int MqttClient::publish(const Publication& publication) {
   const int status = mosquitto_publish_v5(
       connection_, &number, publication.topic.c_str(), static_cast<int>(publication.payload.size()),
       publication.payload.data(), quality, publication.retain, properties.get());
+  write();
   if (status == MOSQ_ERR_SUCCESS) return number;
   if (status == MOSQ_ERR_NO_CONN || status == MOSQ_ERR_CONN_LOST) return 0;
   tell_unsendable(publication, status);
   return unsendable;
 }
 
-bool MqttClient::is_leaving() {
-  const std::lock_guard guard(mutex_);
-  return leaving_;
+/// At once, so that nobody has to be woken for it. What the system doesn't take, and the
+/// connection's end, are for who takes the turns.
+void MqttClient::write() {
+  if (mosquitto_loop_write(connection_, 1) != MOSQ_ERR_SUCCESS || mosquitto_want_write(connection_))
+    wait_.wake();
 }
 
-void MqttClient::run() {
-  auto pause = first_pause;
-  while (!is_leaving()) {
-    pause = run_connection() ? first_pause : std::min(2 * pause, longest_pause);
-    if (is_leaving()) return;
-    handler_.on_away();
-    const auto next_tick = handler_.on_tick();
+bool MqttClient::take_turn() {
+  if (attempt_ == nullptr) connect();
+  const bool goes_on = attempt_ != nullptr && receive();
+  tell_news();
+  if (goes_on) return true;
+  drop_connection();
+  if (has_left_) return false;
+  handler_.on_away();
+  return true;
+}
+
+void MqttClient::connect() {
+  {
+    const auto limit = std::min(pause_, handler_.on_tick());
     std::unique_lock lock(mutex_);
-    leaving_signal_.wait_for(lock, std::min(pause, next_tick), [this] { return leaving_; });
+    if (leaving_signal_.wait_for(lock, limit, [this] { return leaving_; })) return;
   }
+  mosquitto* const connection = make_connection();
+  const int status = mosquitto_connect_bind_v5(connection, broker_.host.c_str(), broker_.port,
+                                               keepalive_seconds_, nullptr, nullptr);
+  if (status != MOSQ_ERR_SUCCESS) return mosquitto_destroy(connection);
+  // A child that held on to it would keep us alive at the broker after our death.
+  keep_from_children(mosquitto_socket(connection));
+  const std::lock_guard guard(mutex_);
+  // The leave came too early to end it.
+  if (leaving_) return mosquitto_destroy(connection);
+  attempt_ = connection;
+  accept_limit_ = Clock::now() + accept_time;
 }
 
 mosquitto* MqttClient::make_connection() {
@@ -235,6 +254,7 @@ mosquitto* MqttClient::make_connection() {
   mosquitto_int_option(connection, MOSQ_OPT_TCP_NODELAY, 1);
   mosquitto_int_option(connection, MOSQ_OPT_RECEIVE_MAXIMUM, underway);
   mosquitto_int_option(connection, MOSQ_OPT_SEND_MAXIMUM, underway);
+  // With it the library only queues what is to be sent: we say when it writes.
   mosquitto_threaded_set(connection, true);
   if (!will_topic_.empty())
     mosquitto_will_set_v5(connection, will_topic_.c_str(), 0, nullptr, quality, true, nullptr);
@@ -245,37 +265,44 @@ mosquitto* MqttClient::make_connection() {
   return connection;
 }
 
-bool MqttClient::run_connection() {
-  mosquitto* const connection = make_connection();
-  int status = mosquitto_connect_bind_v5(connection, broker_.host.c_str(), broker_.port,
-                                         keepalive_seconds_, nullptr, nullptr);
-  if (status == MOSQ_ERR_SUCCESS) {
-    // A child that held on to it would keep us alive at the broker after our death.
-    keep_from_children(mosquitto_socket(connection));
-    const std::lock_guard guard(mutex_);
-    attempt_ = connection;
-    // Our leave came too early to end it.
-    if (leaving_) status = MOSQ_ERR_CONN_LOST;
-  }
-  const auto accept_limit = Clock::now() + accept_time;
-  while (status == MOSQ_ERR_SUCCESS) {
-    const auto next_tick = std::min(handler_.on_tick(), longest_look);
-    status = mosquitto_loop(connection, static_cast<int>(next_tick.count()), 1);
-    const std::lock_guard guard(mutex_);
-    // The system may take a connection for a broker that is just dying and never gets to it.
-    if (connection_ == nullptr && Clock::now() > accept_limit) break;
-    if (leaving_ && Clock::now() > leave_limit_) break;
-  }
+bool MqttClient::receive() {
+  const auto limit = std::min(handler_.on_tick(), longest_look);
+  std::unique_lock lock(mutex_);
+  int status = MOSQ_ERR_SUCCESS;
+  // Above all the acknowledgements of what the last turn brought, for which nobody has to wait.
+  if (mosquitto_want_write(attempt_)) status = mosquitto_loop_write(attempt_, 1);
+  if (is_at_end(status)) return false;
+  const int socket = mosquitto_socket(attempt_);
+  const bool is_held_up = mosquitto_want_write(attempt_);
+  lock.unlock();
+  const bool is_readable = wait_.is_readable(socket, is_held_up, limit);
+  lock.lock();
+  if (is_readable) status = mosquitto_loop_read(attempt_, 1);
+  if (status == MOSQ_ERR_SUCCESS) status = mosquitto_loop_misc(attempt_);
+  return !is_at_end(status);
+}
 
-  bool stood = false;
-  {
-    const std::lock_guard guard(mutex_);
-    stood = connection_ != nullptr;
-    connection_ = nullptr;
-    attempt_ = nullptr;
-  }
-  mosquitto_destroy(connection);
-  return stood;
+bool MqttClient::is_at_end(int status) {
+  // It may have ended while something was published.
+  if (status != MOSQ_ERR_SUCCESS || mosquitto_socket(attempt_) < 0) return true;
+  // The system may take a connection for a broker that is just dying and never gets to it.
+  if (connection_ == nullptr && Clock::now() > accept_limit_) return true;
+  return leaving_ && Clock::now() > leave_limit_;
+}
+
+void MqttClient::tell_news() {
+  for (const News& news : std::exchange(news_, {})) news(handler_);
+}
+
+void MqttClient::drop_connection() {
+  const std::lock_guard guard(mutex_);
+  const bool stood = connection_ != nullptr;
+  pause_ = stood ? first_pause : std::clamp(2 * pause_, first_pause, longest_pause);
+  mosquitto_destroy(attempt_);
+  connection_ = nullptr;
+  attempt_ = nullptr;
+  has_left_ = leaving_;
+  leaving_signal_.notify_all();
 }
 
 }  // namespace devkit::bus

@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
+#include <vector>
 
 #include "devkit/msgbus/Address.h"
+#include "devkit/msgbus/sockets.h"
 
 struct mosquitto;
 struct mqtt5__property;
@@ -23,8 +25,8 @@ struct Publication {
   bool retain = false;
 };
 
-/// Told by an MqttClient, on its thread, without any lock of its. Must not block: meanwhile nothing
-/// is received, and before long the broker ends the connection.
+/// Told by an MqttClient within its turns, without any lock of its. Must not block: meanwhile
+/// nothing is received, and before long the broker ends the connection.
 class MqttHandler {
  public:
   /// A new connection, to which nothing is subscribed yet.
@@ -43,7 +45,7 @@ class MqttHandler {
 
 /// A connection to the broker that is made again whenever it is lost, each time from nothing: what
 /// is to outlive a connection is the handler's affair. All goes with the same quality of service,
-/// since messages of different ones overtake each other.
+/// since messages of different ones overtake each other. It has no thread: somebody takes turns.
 class MqttClient {
  public:
   /// `name` is this client's alone, everywhere and at all times. When the connection ends, however
@@ -53,12 +55,14 @@ class MqttClient {
   MqttClient(Address broker, std::string name, std::string will_topic, MqttHandler& handler);
   MqttClient(const MqttClient&) = delete;
   MqttClient& operator=(const MqttClient&) = delete;
-  /// Leaves.
+  /// Nobody takes a turn any more.
   ~MqttClient();
 
-  void start();
-  /// Ends the connection, for good, and waits for the thread. Not on that thread. What was
-  /// published but not yet acknowledged may be lost.
+  /// Connects, if need be, or waits for something to arrive, for a while, and tells the handler.
+  /// One thread at a time. False once it has left.
+  bool take_turn();
+  /// Ends the connection, for good, and waits until a turn has seen to that. Not within a turn.
+  /// What was published but not yet acknowledged may be lost.
   void leave();
 
   /// The number that its acknowledgement will bear, unique within the connection as long as it is
@@ -75,11 +79,17 @@ class MqttClient {
  private:
   struct Callbacks;
 
-  void run();
-  /// From an attempt to connect to the connection's end; true if it stood at all.
-  bool run_connection();
+  using News = std::function<void(MqttHandler&)>;
+
+  void connect();
   mosquitto* make_connection();
-  bool is_leaving();
+  /// Of what the broker sends one part, at least. False at the connection's end.
+  bool receive();
+  void tell_news();
+  void drop_connection();
+  // Under the lock.
+  void write();
+  bool is_at_end(int status);
 
   const Address broker_;
   const std::string name_;
@@ -87,13 +97,20 @@ class MqttClient {
   const int keepalive_seconds_;
   MqttHandler& handler_;
 
+  SocketWait wait_;
+  std::chrono::milliseconds pause_{0};  ///< before the next attempt
+  std::vector<News> news_;              ///< what the library told within this turn
+
+  /// Around all that the library does with a connection, but not around the handler, who publishes
+  /// under locks of its own.
   std::mutex mutex_;
   std::condition_variable leaving_signal_;
   mosquitto* connection_ = nullptr;  ///< set while the broker has accepted us
-  mosquitto* attempt_ = nullptr;     ///< what the thread is working on
+  mosquitto* attempt_ = nullptr;     ///< the same one, or one on its way there
+  std::chrono::steady_clock::time_point accept_limit_;
   bool leaving_ = false;
+  bool has_left_ = false;
   std::chrono::steady_clock::time_point leave_limit_;
-  std::thread thread_;
 };
 
 }  // namespace devkit::bus

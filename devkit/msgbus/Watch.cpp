@@ -4,6 +4,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <thread>
 #include <utility>
 
 #include "devkit/common/Pending.h"
@@ -32,16 +33,21 @@ std::string watcher_name() {
 
 }  // namespace
 
-/// All of it on the client's thread.
+/// All of it on the thread that takes the client's turns.
 class Watch::Impl final : private MqttHandler {
  public:
   Impl(const Address& broker, Seen seen)
       : name_(watcher_name()), seen_(std::move(seen)), client_(broker, name_, {}, *this) {
-    client_.start();
+    thread_ = std::thread([this] {
+      while (client_.take_turn()) continue;
+    });
   }
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
-  ~Impl() { client_.leave(); }
+  ~Impl() {
+    client_.leave();
+    thread_.join();
+  }
 
  private:
   struct Request {
@@ -205,6 +211,7 @@ class Watch::Impl final : private MqttHandler {
   std::optional<Clock::time_point> grace_end_;  ///< of those
   Pending<Request> requests_;
   MqttClient client_;
+  std::thread thread_;
 };
 
 Watch::Watch(const Address& broker, Seen seen)

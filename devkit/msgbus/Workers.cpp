@@ -6,12 +6,16 @@ namespace devkit::bus {
 
 namespace {
 
-/// How many start without waiting for the others to be stuck.
-constexpr std::size_t usual_threads = 2;
-/// Nobody taking a job for this long means that all are stuck.
-constexpr std::chrono::milliseconds patience{5};
+/// For so long a job may keep its thread from the next turn.
+constexpr std::chrono::milliseconds patience{1};
 
 }  // namespace
+
+Workers::Workers(Turn take_turn) : take_turn_(std::move(take_turn)) {
+  const std::lock_guard guard(mutex_);
+  watcher_ = std::thread([this] { watch_turns(); });
+  start_thread();
+}
 
 Workers::~Workers() {
   {
@@ -21,50 +25,83 @@ Workers::~Workers() {
   work_there_.notify_all();
   watcher_wanted_.notify_all();
   // The watcher first: after it the list of threads doesn't grow.
-  if (watcher_.joinable()) watcher_.join();
+  watcher_.join();
   for (std::thread& thread : threads_) thread.join();
 }
 
 void Workers::run(Job job) {
-  {
-    const std::lock_guard guard(mutex_);
-    jobs_.push_back(std::move(job));
-    if (jobs_.size() > idle_ && threads_.size() < usual_threads) start_thread();
-    if (!watcher_.joinable()) watcher_ = std::thread([this] { watch_progress(); });
-    if (jobs_.size() > idle_) watcher_wanted_.notify_one();
+  const std::lock_guard guard(mutex_);
+  jobs_.push_back(std::move(job));
+}
+
+void Workers::need_turns() {
+  const std::lock_guard guard(mutex_);
+  if (!in_turn_) relieve();
+}
+
+void Workers::work() {
+  std::unique_lock lock(mutex_);
+  --idle_;
+  for (;;) {
+    if (!jobs_.empty()) {
+      do_job(lock);
+    } else if (!in_turn_ && !turns_over_) {
+      take_turn(lock);
+    } else if (!stop_) {
+      ++idle_;
+      work_there_.wait(lock);
+      --idle_;
+    } else {
+      return;
+    }
   }
+}
+
+void Workers::do_job(std::unique_lock<std::mutex>& lock) {
+  // Awake it looks by itself, so that not every job has to wake it.
+  if (!watching_) watcher_wanted_.notify_one();
+  watching_ = true;
+  Job job = std::move(jobs_.front());
+  jobs_.pop_front();
+  lock.unlock();
+  job();
+  // What it holds ends without the lock.
+  job = nullptr;
+  lock.lock();
+}
+
+void Workers::take_turn(std::unique_lock<std::mutex>& lock) {
+  in_turn_ = true;
+  ++turns_;
+  lock.unlock();
+  const bool goes_on = take_turn_();
+  lock.lock();
+  in_turn_ = false;
+  turns_over_ = !goes_on;
+}
+
+void Workers::relieve() {
+  if (idle_ == 0) return start_thread();
   work_there_.notify_one();
 }
 
 void Workers::start_thread() {
   threads_.emplace_back([this] { work(); });
+  ++idle_;
 }
 
-void Workers::work() {
-  std::unique_lock lock(mutex_);
-  for (;;) {
-    ++idle_;
-    work_there_.wait(lock, [this] { return stop_ || !jobs_.empty(); });
-    --idle_;
-    if (jobs_.empty()) return;
-    {
-      const Job job = std::move(jobs_.front());
-      jobs_.pop_front();
-      ++taken_;
-      lock.unlock();
-      job();
-    }
-    lock.lock();
-  }
-}
-
-void Workers::watch_progress() {
+void Workers::watch_turns() {
   std::unique_lock lock(mutex_);
   while (!stop_) {
-    watcher_wanted_.wait(lock, [this] { return stop_ || jobs_.size() > idle_; });
-    const std::uint64_t taken_before = taken_;
+    const std::uint64_t turns_before = turns_;
     watcher_wanted_.wait_for(lock, patience, [this] { return stop_; });
-    if (!stop_ && taken_ == taken_before && jobs_.size() > idle_) start_thread();
+    if (stop_ || turns_ != turns_before) continue;
+    if (!in_turn_ && !turns_over_) {
+      relieve();
+    } else {
+      watching_ = false;
+      watcher_wanted_.wait(lock, [this] { return stop_ || watching_; });
+    }
   }
 }
 

@@ -39,6 +39,48 @@ TEST_F(BusCallbacks, ThatBlockHoldUpNobodyElse) {
   EXPECT_TRUE(waiting::until([&] { return blocked == 2 * blocked_seats; }));
 }
 
+TEST_F(BusCallbacks, ThatBlockHoldUpNeitherRequestsNorNewSubscriptions) {
+  const waiting::Gate entered;
+  const waiting::Gate gate;
+  const Seat blocked(bus_, channel, [&](IBusMessage*) {
+    entered.open();
+    EXPECT_TRUE(gate.wait());
+  });
+  const Seat answering(bus_, "another",
+                       [&](IBusMessage* message) { message->SetReply(numbered(bus_, 1).get()); });
+  send(bus_, channel, 1);
+  ASSERT_TRUE(entered.wait());
+  EXPECT_EQ(ask(bus_, "another", 2).status, 0u);
+  NumberSeat made(bus_, "third");
+  send(bus_, "third", 3);
+  EXPECT_TRUE(made.numbers.reaches(1));
+  gate.open();
+}
+
+TEST_F(BusCallbacks, MayWaitForEachOtherAndGetEachMessageOnceAndInOrder) {
+  constexpr std::int64_t count = 200;
+  Collected<std::int64_t> leading;
+  Collected<std::int64_t> following;
+  const Seat leader(bus_, channel, [&](IBusMessage* message) {
+    const std::int64_t number = message->GetInt("number");
+    EXPECT_TRUE(following.reaches(static_cast<std::size_t>(number)));
+    leading.add(number);
+  });
+  const Seat follower(bus_, channel, [&](IBusMessage* message) {
+    const std::int64_t number = message->GetInt("number");
+    EXPECT_TRUE(leading.reaches(static_cast<std::size_t>(number) + 1));
+    following.add(number);
+  });
+  std::vector<std::int64_t> all;
+  for (std::int64_t number = 0; number < count; ++number) {
+    send(bus_, channel, number);
+    all.push_back(number);
+  }
+  EXPECT_TRUE(following.reaches(all.size()));
+  EXPECT_EQ(leading.all(), all);
+  EXPECT_EQ(following.all(), all);
+}
+
 TEST_F(BusCallbacks, OfOneSubscriptionRunOneAtATime) {
   std::atomic<int> running = 0;
   std::atomic<int> done = 0;

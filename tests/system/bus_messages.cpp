@@ -201,6 +201,25 @@ TEST_F(BusMessages, OfOneSenderComeInOrder) {
   }
 }
 
+TEST_F(BusMessages, OfMegabytesComeInOrderWithTheSmallOnes) {
+  const std::string text(8'000'000, 'x');
+  Collected<std::int64_t> numbers;
+  const Seat seat(bus_, channel, [&](IBusMessage* message) {
+    const std::int64_t number = message->GetInt("number");
+    const char* const got = message->GetString("text");
+    EXPECT_EQ(got != nullptr ? got : "", number % 2 == 0 ? text : "");
+    numbers.add(number);
+  });
+  for (int number = 0; number < 4; number += 2) {
+    const MessagePointer message = numbered(bus_, number);
+    message->SetString("text", text.c_str());
+    bus_.channel(channel)->Send(message.get());
+    send(bus_, channel, number + 1);
+  }
+  EXPECT_TRUE(numbers.reaches(4));
+  EXPECT_EQ(numbers.all(), (std::vector<std::int64_t>{0, 1, 2, 3}));
+}
+
 TEST_F(BusMessages, AreKeptForAReaderThatStalls) {
   constexpr int count = 5'000;
   const waiting::Gate gate;
