@@ -266,6 +266,18 @@ TEST_F(PushDay, SeesAListThatKeepsACompletedCommand) {
   EXPECT_THAT(day.owed(), ElementsAre("notes#1 still holds the completed command c1"));
 }
 
+TEST_F(PushDay, BearsACompletedCommandThatComesBackToOneWhoDoesNotListen) {
+  day.pushes(command("c1", "notes"));
+  all_get("c1");
+  all_list({"c1"});
+  day.wants("notes#1", Kind::commands, false);
+  day.says("notes#1", {{"did", "commands off"}});
+  day.completes("notes#1", "c1", "fine");
+  day.shows({row("c1", 1, "fine"), row("probe of notes#1", 0, ""), row("probe of notes#2", 0, ""),
+             row("probe of mail#1", 0, "")});
+  EXPECT_THAT(day.owed(), testing::Not(testing::Contains(HasSubstr("still holds"))));
+}
+
 TEST_F(PushDay, SeesARepetitionThatIsMissing) {
   day.pushes(command("c1", "notes"));
   all_get("c1");

@@ -99,8 +99,12 @@ void PushDayModel::completes(const std::string& process, const std::string& id,
   Sent& sent = found->second;
   if (held && seat.replays) seat.last_of_replay = id;
   // Others may come back to the list and nobody sees it: somebody else's whenever one like him
-  // begins to listen, the product's own with a listing under another name.
-  if (held && sent.push.app == seat.app && seat.app != product_) seat.leaving.insert(id);
+  // begins to listen, the product's own with a listing under another name, and any while its
+  // process doesn't listen.
+  if (held && sent.push.app == seat.app && seat.app != product_ &&
+      seat.commands.hearing == Hearing::on) {
+    seat.leaving.insert(id);
+  }
   // Of somebody else's command the cloud hears nothing.
   if (sent.push.app != seat.app && sent.push.app != product_) return;
   // The server has it under the name under which it came.
