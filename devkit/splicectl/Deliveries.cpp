@@ -53,7 +53,7 @@ std::optional<std::string> Deliveries::command(const Application::Command& comma
   const bool is_ours = app == choice_.app || choice_.app.empty();
   const std::optional<std::string> status = is_ours ? status_for(id) : std::nullopt;
   const bool again = !seen_.insert(id).second;
-  if (status) completed_.emplace(id, *status);
+  if (status) completes(id, *status);
   came({{"command", plain(command.name)},
         {"id", id},
         {"params", parsed(command.params)},
@@ -71,7 +71,7 @@ std::optional<std::string> Deliveries::command(const Application::Command& comma
 
 void Deliveries::note_completion(const std::string& id, const std::string& status) {
   const std::lock_guard guard(mutex_);
-  completed_.emplace(id, status);
+  completes(id, status);
 }
 
 std::uint64_t Deliveries::count() const {
@@ -79,11 +79,16 @@ std::uint64_t Deliveries::count() const {
   return count_;
 }
 
-std::vector<std::string> Deliveries::completed() const {
+std::vector<std::string> Deliveries::underway() const {
   const std::lock_guard guard(mutex_);
-  std::vector<std::string> ids;
-  for (const auto& [id, status] : completed_) ids.push_back(id);
-  return ids;
+  return {underway_.begin(), underway_.end()};
+}
+
+void Deliveries::keep_underway(const std::vector<std::string>& before,
+                               const std::vector<std::string>& left) {
+  const std::lock_guard guard(mutex_);
+  for (const std::string& id : before) underway_.erase(id);
+  underway_.insert(left.begin(), left.end());
 }
 
 void Deliveries::wait_for(std::uint64_t count, std::uint32_t milliseconds) const {
@@ -98,6 +103,11 @@ std::optional<std::string> Deliveries::status_for(const std::string& id) const {
       std::any_of(choice_.complete.begin(), choice_.complete.end(),
                   [&](const std::string& wish) { return wish == "all" || wish == id; });
   return is_wanted ? std::optional(choice_.status) : std::nullopt;
+}
+
+void Deliveries::completes(const std::string& id, const std::string& status) {
+  completed_.emplace(id, status);
+  underway_.insert(id);
 }
 
 void Deliveries::came(const json& value, const std::string& text) {

@@ -41,13 +41,17 @@ class Deliveries {
 
   /// Events and commands, repeated ones included.
   std::uint64_t count() const;
-  std::vector<std::string> completed() const;
+  /// The commands whose completion hasn't been seen to go out.
+  std::vector<std::string> underway() const;
+  /// Those of them that are left; what came since `before` was asked for isn't touched.
+  void keep_underway(const std::vector<std::string>& before, const std::vector<std::string>& left);
   /// Waits until there are as many as that, or the time is over.
   void wait_for(std::uint64_t count, std::uint32_t milliseconds) const;
 
  private:
   /// Under the mutex, as the next ones.
   std::optional<std::string> status_for(const std::string& id) const;
+  void completes(const std::string& id, const std::string& status);
   void came(const nlohmann::json& value, const std::string& text);
   void show(const nlohmann::json& value, const std::string& text);
 
@@ -57,6 +61,7 @@ class Deliveries {
   std::uint64_t count_ = 0;
   std::set<std::string> seen_;
   std::map<std::string, std::string> completed_;  ///< the status of each
+  std::set<std::string> underway_;
   bool is_ready_ = false;
   std::vector<std::string> held_lines_;  ///< until then
 };

@@ -57,6 +57,7 @@ class Player {
     constexpr std::uint32_t slice = 50;
     const Limit limit(options_.seconds);
     while (!has_enough()) {
+      watch_completions();
       if (limit.is_over()) return options_.count == 0 ? end() : exit_code::timed_out;
       if (options_.count != 0) deliveries_.wait_for(options_.count, slice);
       if (interrupt.wait_for(options_.count != 0 ? 0 : slice)) break;
@@ -70,6 +71,7 @@ class Player {
     constexpr std::chrono::milliseconds slice(50);
     StandardInput input(last);
     while (!input.has_ended() && !interrupt.wait_for(0)) {
+      watch_completions();
       const std::optional<std::string> line = input.next(slice);
       if (line && !line->empty() && *line != last) obey(*line);
     }
@@ -117,12 +119,21 @@ class Player {
     say("did", line, options_.name + ": did " + line);
   }
 
+  /// Those that are underway still. To be looked at early: a command whose completion has gone out
+  /// may come back, and must not count as one that never went.
+  std::vector<std::string> watch_completions() {
+    const std::vector<std::string> before = deliveries_.underway();
+    if (before.empty()) return {};
+    std::vector<std::string> left = application_.unsent(before);
+    deliveries_.keep_underway(before, left);
+    return left;
+  }
+
   /// Lets the completions go out before all ends.
-  int end() const {
+  int end() {
     const Limit limit(completion_patience);
-    const std::vector<std::string> completed = deliveries_.completed();
     for (;;) {
-      const std::vector<std::string> unsent = application_.unsent(completed);
+      const std::vector<std::string> unsent = watch_completions();
       if (unsent.empty()) return exit_code::ok;
       if (limit.is_over()) return report_lost(unsent);
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
