@@ -4,7 +4,6 @@
 
 #include "_base/win_error.h"
 #include "frame/logger_stream.h"
-#include "frame/shield_caller.h"
 #include "frame/trace_scope.h"
 #include "guardian/guarded_resolver.h"
 
@@ -124,10 +123,8 @@ void requests::cloud_up_notification(void* context) {
   if (context == nullptr) return;
   LOG_LINE(logging::progress, L"cloud::requests::cloud_up_notification")
       << L"Cloud up notification";
-  // One for whom memory isn't enough keeps it neither from the client library nor from the others.
-  static_cast<requests*>(context)->observers.notify([](ICloudConnectionObserver* observer) {
-    shield_caller([&] { observer->OnNetworkAvailable(); });
-  });
+  static_cast<requests*>(context)->observers.notify(
+      [](ICloudConnectionObserver* observer) { observer->OnNetworkAvailable(); });
 }
 
 }  // namespace cloud

@@ -134,12 +134,13 @@ void push_service::OnNetworkAvailable() {
         << L"not first cloud up cbk";
     return;
   }
-  connect_source identity;
-  {
-    const std::lock_guard guard(identity_lock_);
-    identity = identity_;
-  }
-  refresh_push_listeners(std::move(identity));
+  // What there is no memory for reaches the cloud with the next change of the user.
+  shield_caller([this] {
+    std::unique_lock guard(identity_lock_);
+    connect_source identity = identity_;
+    guard.unlock();
+    refresh_push_listeners(std::move(identity));
+  });
 }
 
 void push_service::get_offline_commands(const std::string& app_id) {

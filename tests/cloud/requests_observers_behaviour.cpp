@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -120,15 +119,6 @@ TEST_F(CloudObservers, HearOfEveryComingUp) {
   EXPECT_EQ(first.heard, 2);
   EXPECT_EQ(second.heard, 2);
   EXPECT_EQ(log.count(16, L"cloud::requests::cloud_up_notification", L"Cloud up notification"), 2U);
-}
-
-TEST_F(CloudObservers, HearThoughMemoryIsNotEnoughForAnother) {
-  support::NetworkListener without_memory([] { throw std::bad_alloc(); });
-  plugin->add_observer(&without_memory, 0);
-  plugin->add_observer(&second, 0);
-  EXPECT_NO_THROW(cloud_comes_up());
-  EXPECT_EQ(without_memory.heard, 1);
-  EXPECT_EQ(second.heard, 1);
 }
 
 TEST_F(CloudObservers, HearNothingOfANotificationWithoutAContext) {
