@@ -59,7 +59,7 @@ bool SocketWait::is_readable(std::intptr_t socket, bool or_writable,
   FD_SET(connection, &readable);
   if (or_writable) FD_SET(connection, &writable);
   timeval time{static_cast<long>(limit.count() / 1000),
-                     static_cast<long>(limit.count() % 1000 * 1000)};
+               static_cast<long>(limit.count() % 1000 * 1000)};
   // A socket that was closed meanwhile makes it fail: whoever reads from it is told so.
   if (select(0, &readable, &writable, nullptr, &time) < 0) return true;
   if (char ignored = 0; FD_ISSET(bell, &readable)) recv(bell, &ignored, sizeof ignored, 0);
