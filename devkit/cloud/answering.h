@@ -1,37 +1,21 @@
 #pragma once
 
-#include <httplib.h>
-
+#include <functional>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
+
+namespace httplib {
+struct Response;
+}  // namespace httplib
 
 namespace devkit {
 
 inline constexpr const char* json_type = "application/json";
 
-inline void write(httplib::Response& response, const nlohmann::json& value) {
-  response.set_content(value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
-                       json_type);
-}
-
-inline void refuse(httplib::Response& response, int status, const std::string& sentence) {
-  response.status = status;
-  response.set_content(sentence, "text/plain");
-}
+void write(httplib::Response& response, const nlohmann::json& value);
+void refuse(httplib::Response& response, int status, const std::string& sentence);
 
 /// Runs `serve` and tells what is wrong with the request if it can't.
-template <class Serve>
-void answer_or_refuse(httplib::Response& response, Serve serve) {
-  try {
-    serve();
-  } catch (const nlohmann::json::exception& wrong) {
-    refuse(response, 400, std::string("the body is not what is needed here: ") + wrong.what());
-  } catch (const std::invalid_argument& wrong) {
-    refuse(response, 400, wrong.what());
-  } catch (const std::exception& failure) {
-    refuse(response, 500, failure.what());
-  }
-}
+void answer_or_refuse(httplib::Response& response, const std::function<void()>& serve);
 
 }  // namespace devkit
