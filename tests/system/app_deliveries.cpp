@@ -4,7 +4,16 @@ namespace kit_test {
 
 namespace {
 
-class AppDeliveries : public AppScene {};
+class AppDeliveries : public AppScene {
+ protected:
+  /// An application that completes what its input says, registered.
+  Process start_worker_by_hand(const Process& server) const {
+    Process app = start_app("worker", {"--complete", "none", "--interactive"},
+                            devkit::os::Process::Input::piped);
+    EXPECT_TRUE(until([&] { return has_registered(server->id(), {"worker"}); }));
+    return app;
+  }
+};
 
 TEST_F(AppDeliveries, BringAnEventToTheApplicationThatItIsForAndToNoOther) {
   const Process server = start_server();
@@ -77,9 +86,7 @@ TEST_F(AppDeliveries, AreShownOnceTheApplicationHasSaidThatItIsReady) {
 
 TEST_F(AppDeliveries, AreCompletedAgainWhenTheyComeAgain) {
   const Process server = start_server();
-  const Process app = start_app("worker", {"--complete", "none", "--interactive"},
-                                devkit::os::Process::Input::piped);
-  ASSERT_TRUE(until([&] { return has_registered(server->id(), {"worker"}); }));
+  const Process app = start_worker_by_hand(server);
   const std::string id = push_command("worker", "scan");
   ASSERT_FALSE(says(*app, "command", "scan").is_null());
   ASSERT_TRUE(app->write_line("complete " + id + " byhand"));
@@ -135,9 +142,7 @@ TEST_F(AppDeliveries, EndWithTheWishedNumberAndSendTheCompletionsBefore) {
 
 TEST_F(AppDeliveries, StopAndGoOnAsStandardInputSays) {
   const Process server = start_server();
-  const Process app = start_app("worker", {"--complete", "none", "--interactive"},
-                                devkit::os::Process::Input::piped);
-  ASSERT_TRUE(until([&] { return has_registered(server->id(), {"worker"}); }));
+  const Process app = start_worker_by_hand(server);
 
   const auto tell = [&](const std::string& line) {
     ASSERT_TRUE(app->write_line(line));
@@ -163,9 +168,7 @@ TEST_F(AppDeliveries, StopAndGoOnAsStandardInputSays) {
 
 TEST_F(AppDeliveries, SendWhatWasCompletedByHandBeforeTheyQuit) {
   const Process server = start_server();
-  const Process app = start_app("worker", {"--complete", "none", "--interactive"},
-                                devkit::os::Process::Input::piped);
-  ASSERT_TRUE(until([&] { return has_registered(server->id(), {"worker"}); }));
+  const Process app = start_worker_by_hand(server);
   const std::string id = push_command("worker", "scan");
   ASSERT_FALSE(says(*app, "command", "scan").is_null());
   ASSERT_TRUE(app->write_line("complete " + id + " byhand"));
