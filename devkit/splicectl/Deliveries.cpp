@@ -51,7 +51,7 @@ std::optional<std::string> Deliveries::command(const Application::Command& comma
   const std::string app = plain(command.destination_app_id);
   // A callback that comes late is shown what is pending in the whole process.
   const bool is_ours = app == choice_.app || choice_.app.empty();
-  const std::optional<std::string> status = is_ours ? status_for(id) : std::nullopt;
+  std::optional<std::string> status = is_ours ? status_for(id) : std::nullopt;
   const bool again = !seen_.insert(id).second;
   if (status) completes(id, *status);
   came({{"command", plain(command.name)},
