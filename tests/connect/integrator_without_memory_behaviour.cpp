@@ -40,6 +40,7 @@ TEST_F(IntegratorWithoutMemory, KnowsNobodyOrTheNewUserAfterTheAgentsNews) {
     EXPECT_EQ(who(), user);
     EXPECT_EQ(refreshes(), Lines{user});
   }
+  hook_agent([](const std::string&) {});  // it is called to the end
 }
 
 TEST_F(IntegratorWithoutMemory, LosesAListenerThatComes) {

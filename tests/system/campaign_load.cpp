@@ -5,7 +5,7 @@
 #include <array>
 #include <iostream>
 
-#include "platform/library.h"
+#include "support/sanitizer.h"
 #include "system/campaign_scene.h"
 
 namespace campaign {
@@ -24,11 +24,8 @@ std::string why_unmeasurable() {
   if (!(file >> process) || process != devkit::os::process_id()) {
     return "what memory a process has is told by /proc, which isn't there";
   }
-  for (const char* const symbol : {"__asan_init", "__tsan_init"}) {
-    std::uint32_t error = 0;
-    if (platform::find_symbol(platform::executable(), symbol, error) != nullptr) {
-      return "a sanitizer keeps back what has been freed";
-    }
+  if (support::runs_under("asan") || support::runs_under("tsan")) {
+    return "a sanitizer keeps back what has been freed";
   }
   return {};
 }
