@@ -127,14 +127,15 @@ TEST_F(CampaignLoad, LeavesTheMemoryOfAllProcessesAsItWas) {
   }
   ASSERT_FALSE(HasFailure());
   // The heap's top moves up and down with what is underway, so the lowest points are compared: what
-  // is never given back lifts them. What was given back and lies in pieces may take a little more
-  // each time, hence the constant; it leaves room for less than one lost string a message in a
-  // campaign of full size.
-  const std::size_t messages = rounds * (events_each + commands_each);
+  // is never given back lifts them. The first quarter doesn't count: while a callback stays, some
+  // hundred threads of the pool wait behind it, and each touches its stack when its turn comes.
+  // What was given back and lies in pieces may take a little more each time, hence the constant; it
+  // leaves room for less than one lost string a message in a campaign of full size.
+  const std::size_t messages = rounds / 2 * (events_each + commands_each);
   const std::size_t bound = (std::size_t{1} << 20) + messages;
   const auto quarter = static_cast<std::ptrdiff_t>(rounds / 4);
   for (const auto& [id, all] : sizes) {
-    const std::size_t first = *std::min_element(all.begin(), all.begin() + quarter);
+    const std::size_t first = *std::min_element(all.begin() + quarter, all.begin() + 2 * quarter);
     const std::size_t last = *std::min_element(all.end() - quarter, all.end());
     EXPECT_LE(last, first + bound) << json(all);
     std::cout << "process " << id << ": " << first / 1024 << " KiB, after " << messages
