@@ -120,10 +120,18 @@ Process::Process(const std::filesystem::path& program, const std::vector<std::st
   start.lpAttributeList = inherited.attributes();
 
   PROCESS_INFORMATION child = {};
-  if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
-                      EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo, &child)) {
-    fail("could not start " + to_utf8(program.wstring()));
+  const auto starts = [&] {
+    return CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE,
+                          EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &start.StartupInfo,
+                          &child) != 0;
+  };
+  // Wine loses a child on its way now and then, under load, and says so by this number.
+  int attempts = 3;
+  bool is_started = starts();
+  while (!is_started && GetLastError() == ERROR_INTERNAL_ERROR && --attempts != 0) {
+    is_started = starts();
   }
+  if (!is_started) fail("could not start " + to_utf8(program.wstring()));
   CloseHandle(child.hThread);
   handle_ = as_number(child.hProcess);
   id_ = child.dwProcessId;
