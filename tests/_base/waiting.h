@@ -79,7 +79,7 @@ class Attempt {
   bool ends() const { return done_.wait(); }
   /// False as soon as it comes to its end. Where something holds it up, only a fault can do that.
   bool stays_blocked() const {
-    for (int i = 0; i != 50; ++i) {
+    for (int i = 0; i != 100; ++i) {
       if (is_done()) return false;
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }

@@ -9,6 +9,7 @@
 
 namespace {
 
+using support::BusFields;
 using Calls = std::vector<std::string>;
 using HostCalls = std::vector<std::wstring>;
 
@@ -27,6 +28,14 @@ TEST_F(ConnectRequestsServer, FindsTheBusInTheModulesOwnFolderAlone) {
   EXPECT_EQ(init(), 31U);
   EXPECT_EQ(bus.visits(), 0U);
   bus.unload();
+}
+
+TEST_F(ConnectRequestsServer, WritesTheFieldsOfItsReplyOnceAndInTheirOrder) {
+  EXPECT_EQ(init(), 0U);
+  requests.answer("oops", -32601);
+  EXPECT_EQ(bus.deliver(channel, message()), (BusFields{{"reply", "oops"}, {"err", -32601}}));
+  requests.fail({2, 12007});
+  EXPECT_EQ(bus.deliver(channel, message()), (BusFields{{"err", 12007}, {"error_type", 2}}));
 }
 
 TEST_F(ConnectRequestsServer, BearsUnInitAgainAndAgain) {
