@@ -31,7 +31,6 @@ std::uint32_t ProductInfo::Init(IServMain*) {
   const std::filesystem::path folder = os::own_folder();
   const std::filesystem::path path = folder / "iservconfig.json";
   const nlohmann::json settings = read_settings(path);
-  const std::lock_guard guard(mutex_);
   has_file_ = std::filesystem::exists(path);
   values_.clear();
   for (const auto& [key, value] : settings.items()) {
@@ -57,7 +56,6 @@ void* ProductInfo::scalar_deleting_destructor(std::uint32_t flags) {
 }
 
 const wchar_t* ProductInfo::GetString(std::uint32_t id, const wchar_t* default_value) {
-  const std::lock_guard guard(mutex_);
   if (!has_file_) return default_value;
   const auto found = values_.find(id);
   if (found == values_.end()) return L"<not found>";

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -12,9 +11,13 @@ namespace devkit {
 /// The plug-in "productinfo": values from iservconfig.json beside the library, an object of ids to
 /// texts, read at each Init. "${folder}" in a text stands for the library's own folder. A null
 /// value answers null. An id that the file lacks answers "<not found>"; without a file every id
-/// answers the caller's default.
+/// answers the caller's default. Texts are valid until the next Init. Between two of them any
+/// thread may ask.
 class ProductInfo final : public IServConfig {
  public:
+  /// What ZvCreateObject is to answer in place of this object.
+  std::uint32_t creation_failure() const { return 0; }
+
   void* QueryInterface(const IID& id) override;
   std::uint32_t Init(IServMain* host) override;
   std::uint32_t UnInit() override;
@@ -24,7 +27,6 @@ class ProductInfo final : public IServConfig {
   const wchar_t* GetString(std::uint32_t id, const wchar_t* default_value) override;
 
  private:
-  std::mutex mutex_;
   bool has_file_ = false;
   std::map<std::uint32_t, std::optional<std::wstring>> values_;  ///< none: answers null
 };

@@ -103,61 +103,81 @@ TEST_F(KitLog, HasEveryFunctionThatTheModuleLooksFor) {
   }
 }
 
-/// The kit's configuration library in a folder of its own, with the values given.
-class Configuration {
+/// The plug-in "productinfo", ready for use.
+class ProductInfo {
  public:
-  explicit Configuration(const char* values) {
-    const std::filesystem::path path = folder_.path() / library("iservconfig").filename();
-    std::filesystem::copy_file(library("iservconfig"), path);
-    if (values != nullptr) folder_.write("iservconfig.json", values);
-    library_.emplace(path);
+  explicit ProductInfo(Library& library)
+      : destroy_(library.symbol<void (*)(const wchar_t*, void*)>("ZvDestroyObject")) {
     void* object = nullptr;
     const auto create =
-        library_->symbol<std::uint32_t (*)(const wchar_t*, IID, void**)>("ZvCreateObject");
+        library.symbol<std::uint32_t (*)(const wchar_t*, IID, void**)>("ZvCreateObject");
     EXPECT_EQ(create(L"productinfo", IID_IServPlugin, &object), 0u);
     plugin_ = static_cast<IServPlugin*>(object);
     EXPECT_EQ(plugin_->Init(nullptr), 0u);
     EXPECT_EQ(plugin_->Start(), 0u);
   }
-  Configuration(const Configuration&) = delete;
-  Configuration& operator=(const Configuration&) = delete;
-  ~Configuration() {
+  ProductInfo(const ProductInfo&) = delete;
+  ProductInfo& operator=(const ProductInfo&) = delete;
+  ~ProductInfo() {
     plugin_->Stop();
     plugin_->UnInit();
-    library_->symbol<void (*)(const wchar_t*, void*)>("ZvDestroyObject")(
-        L"productinfo", plugin_->QueryInterface(IID_IZvBaseInterface));
+    destroy_(L"productinfo", plugin_->QueryInterface(IID_IZvBaseInterface));
   }
 
   const wchar_t* get(const IID& facet, std::uint32_t id) const {
     return static_cast<IServConfig*>(plugin_->QueryInterface(facet))->GetString(id, L"Default");
   }
-  std::filesystem::path folder() const { return folder_.path(); }
+  const wchar_t* app_id() const { return get(IID_ProductInfo, PRODUCT_APP_ID); }
 
  private:
-  const Folder folder_;
-  std::optional<Library> library_;
+  void (*destroy_)(const wchar_t*, void*);
   IServPlugin* plugin_ = nullptr;
 };
 
-TEST(KitConfiguration, GivesItsFilesValuesOnBothFacets) {
-  const Configuration configuration(
-      R"({"44": "App \u00e4", "408": "${folder}/profiles", "9": null})");
-  EXPECT_STREQ(configuration.get(IID_ProductInfo, PRODUCT_APP_ID), L"App \u00e4");
-  EXPECT_STREQ(configuration.get(IID_IServConfig, PRODUCT_APP_ID), L"App \u00e4");
+/// The kit's configuration library in a folder of its own, where its values lie beside it.
+class KitConfiguration : public testing::Test {
+ protected:
+  void set(const char* values) const { folder.write("iservconfig.json", values); }
+
+  const Folder folder;
+  Library configuration{copied(folder)};
+
+ private:
+  static std::filesystem::path copied(const Folder& to) {
+    const std::filesystem::path original = library("iservconfig");
+    std::filesystem::copy(original, to.path());
+    return to.path() / original.filename();
+  }
+};
+
+TEST_F(KitConfiguration, GivesItsFilesValuesOnBothFacets) {
+  set(R"({"44": "App \u00e4", "408": "${folder}/profiles", "9": null})");
+  const ProductInfo info(configuration);
+  EXPECT_STREQ(info.get(IID_ProductInfo, PRODUCT_APP_ID), L"App \u00e4");
+  EXPECT_STREQ(info.get(IID_IServConfig, PRODUCT_APP_ID), L"App \u00e4");
   const std::filesystem::path profiles =
-      configuration.get(IID_IServConfig, PATH_COMMON_PRODUCT_DESKTOP_PROFILES);
-  EXPECT_TRUE(std::filesystem::equivalent(profiles.parent_path(), configuration.folder()));
-  EXPECT_EQ(configuration.get(IID_IServConfig, 9), nullptr);
+      info.get(IID_IServConfig, PATH_COMMON_PRODUCT_DESKTOP_PROFILES);
+  EXPECT_TRUE(std::filesystem::equivalent(profiles.parent_path(), folder.path()));
+  EXPECT_EQ(info.get(IID_IServConfig, 9), nullptr);
 }
 
-TEST(KitConfiguration, SaysThatAValueIsMissing) {
-  const Configuration configuration("{}");
-  EXPECT_STREQ(configuration.get(IID_IServConfig, PRODUCT_APP_ID), L"<not found>");
+TEST_F(KitConfiguration, SaysThatAValueIsMissing) {
+  set("{}");
+  EXPECT_STREQ(ProductInfo(configuration).app_id(), L"<not found>");
 }
 
-TEST(KitConfiguration, GivesDefaultsWithoutAFile) {
-  const Configuration configuration(nullptr);
-  EXPECT_STREQ(configuration.get(IID_IServConfig, PRODUCT_APP_ID), L"Default");
+TEST_F(KitConfiguration, GivesDefaultsWithoutAFile) {
+  EXPECT_STREQ(ProductInfo(configuration).app_id(), L"Default");
+}
+
+TEST_F(KitConfiguration, LeavesTheTextsOfOneOwnerAloneWhenAnotherComesAndGoes) {
+  set(R"({"44": "First"})");
+  const ProductInfo first(configuration);
+  const wchar_t* const text = first.app_id();
+  set(R"({"44": "Second"})");
+  EXPECT_STREQ(ProductInfo(configuration).app_id(), L"Second");
+  EXPECT_STREQ(text, L"First");
+  EXPECT_EQ(first.app_id(), text);
 }
 
 }  // namespace
