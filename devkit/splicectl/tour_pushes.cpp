@@ -29,6 +29,7 @@ bool is_completed(TourStage& stage, const TourCast& cast, const std::string& id)
   return done;
 }
 
+/// Among what reached the cloud since the last look.
 bool has_asked_for(TourStage& stage, const char* method) {
   bool found = false;
   for (const json& request : stage.new_requests()) {
@@ -104,7 +105,8 @@ void show_missed_command(TourStage& stage, TourCast& cast, Players& players) {
   stage.expect(players.product != nullptr, "the application comes");
   const json heard = cast.hears(players.product, "command", "scan");
   stage.expect(heard.is_object() && heard.value("id", "") == id, "it gets what it missed");
-  stage.expect(has_asked_for(stage, "list"), "the host had the cloud list the missed commands");
+  stage.expect(TourStage::wait_for([&] { return has_asked_for(stage, "list"); }),
+               "the host had the cloud list the missed commands");
   stage.expect(is_completed(stage, cast, id), "the cloud knows that it is done");
 }
 

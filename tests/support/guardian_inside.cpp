@@ -1,5 +1,7 @@
 #include "support/guardian_inside.h"
 
+#include <atomic>
+
 namespace support {
 
 namespace {
@@ -9,6 +11,7 @@ using cloud::guardian::services_storage;
 
 std::unique_ptr<services_storage>& reach_storage(circuit_breaker& breaker);
 std::shared_ptr<const guardian_config>& reach_config(services_storage& storage);
+std::atomic<bool>& reach_news_of_config(services_storage& storage);
 
 // An explicit instantiation may name what is private, so the classes need no friends.
 
@@ -28,6 +31,14 @@ struct WayIntoStorage {
 };
 template struct WayIntoStorage<&services_storage::config>;
 
+template <auto Member>
+struct WayToNews {
+  friend std::atomic<bool>& reach_news_of_config(services_storage& storage) {
+    return storage.*Member;
+  }
+};
+template struct WayToNews<&services_storage::config_modified>;
+
 }  // namespace
 
 services_storage& storage_in(circuit_breaker& breaker) {
@@ -36,6 +47,10 @@ services_storage& storage_in(circuit_breaker& breaker) {
 
 std::shared_ptr<const guardian_config> config_in(services_storage& storage) {
   return reach_config(storage);
+}
+
+bool has_news_of_config(services_storage& storage) {
+  return reach_news_of_config(storage);
 }
 
 ReferenceBreaker::Circuits circuits_of(const services_map& services) {

@@ -13,6 +13,8 @@ namespace support {
 cloud::guardian::services_storage& storage_in(cloud::guardian::circuit_breaker& breaker);
 /// Another object after each change of the configuration.
 std::shared_ptr<const guardian_config> config_in(cloud::guardian::services_storage& storage);
+/// Whether the watcher has seen a new configuration that no operation has taken in yet.
+bool has_news_of_config(cloud::guardian::services_storage& storage);
 
 /// The module's records in the reference's terms.
 ReferenceBreaker::Circuits circuits_of(const services_map& services);
