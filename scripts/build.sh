@@ -50,10 +50,15 @@ attempt_tests() {
   sed -n '/tests passed,/,$p' "$step_log" | sed '/^$/d; s/^/    /'
 }
 
-# One server for the whole run instead of one for each program.
+# One server for the whole run instead of one for each program, and Wine's own services with it:
+# started by a test they would keep its output open, and CTest would wait for them. A server that
+# runs already can't be told to stay, so the one that made the prefix goes first.
 start_wine() {
   "$root/scripts/wine" cmd /c exit >/dev/null 2>&1 </dev/null || true
-  WINEPREFIX=$root/out/wine WINEDEBUG=-all wineserver -p || true
+  stop_wine
+  WINEPREFIX=$root/out/wine WINEDEBUG=-all wineserver -p >/dev/null 2>&1 ||
+    say "Wine's server doesn't stay; tests may have to wait for it"
+  "$root/scripts/wine" cmd /c exit >/dev/null 2>&1 </dev/null || true
 }
 
 stop_wine() { WINEPREFIX=$root/out/wine wineserver -k || true; }
